@@ -1,0 +1,1 @@
+int tolvikDummy() { return 0; }
