@@ -184,11 +184,14 @@ Str Timeval::toString() const
                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     int64_t seconds = unixSeconds();
     std::tm tm {};
+    char buf[64];
     if (!LocalStructTm::convert(seconds, tm) || tm.tm_wday < 0 || tm.tm_wday > 6 || tm.tm_mon < 0
         || tm.tm_mon > 11)
-        return Str::formatted("INVALID_TIME (%lld)", static_cast<long long>(seconds));
-    return Str::formatted("%s %s%3d %.2d:%.2d:%.2d %d", DAYS[tm.tm_wday], MONTHS[tm.tm_mon], tm.tm_mday,
-                          tm.tm_hour, tm.tm_min, tm.tm_sec, tm.tm_year + 1900);
+        std::snprintf(buf, sizeof buf, "INVALID_TIME (%lld)", static_cast<long long>(seconds));
+    else
+        std::snprintf(buf, sizeof buf, "%s %s%3d %.2d:%.2d:%.2d %d", DAYS[tm.tm_wday], MONTHS[tm.tm_mon],
+                      tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec, tm.tm_year + 1900);
+    return Str(buf);
 }
 
 void Timeval::toUnixString(std::string& out, int digits) const
@@ -284,15 +287,9 @@ bool Timeval::fromSortableString(std::string_view text)
     }
     if (nanos >= 1000000000)
         return false;
-    if (seconds >= 0x1AD7F29ABCBull) {
-        *this = MAX_TIME;
-        return true;
-    }
-    uint64_t whole = seconds * TICKS_PER_SECOND;
-    uint64_t rounded = (nanos + 50) / 100;
-    if (whole > U64_MAX - rounded)
-        return false;
-    ticks = whole + rounded;
+    // Eight digits hold 40 bits of seconds, far below where the ticks would wrap.
+    static_assert(SORTABLE_MAX_SECONDS < U64_MAX / Timeval::TICKS_PER_SECOND - 1);
+    ticks = seconds * TICKS_PER_SECOND + (nanos + 50) / 100;
     return true;
 }
 
