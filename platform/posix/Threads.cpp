@@ -191,6 +191,8 @@ std::uint32_t currentThreadId()
 
 void nameCurrentThread(const char* name)
 {
+    // The first thread's name is the process's name in ps and top: keep it.
+    if (currentThreadId() == static_cast<std::uint32_t>(getpid())) return;
     // The kernel keeps 15 bytes.
     char shortName[16];
     std::size_t i = 0;
