@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "foundation/CharClass.h"
 #include "foundation/StrSegment.h"
@@ -32,6 +33,20 @@ public:
     explicit Str(const StrSegment& s) : std::string(s.data(), s.size()) {}
 
     StrSegment segment() const noexcept { return StrSegment(*this); }
+
+    // The standard appends, answering Str& so that Str calls chain after them.
+    template <typename... Args>
+    Str& append(Args&&... args)
+    {
+        std::string::append(std::forward<Args>(args)...);
+        return *this;
+    }
+    template <typename T>
+    Str& operator+=(T&& value)
+    {
+        std::string::operator+=(std::forward<T>(value));
+        return *this;
+    }
 
     // --- formatting (printf syntax) ---
     Str& format(const char* fmt, ...) TOLVIK_PRINTF_FORMAT(2, 3);
@@ -97,6 +112,7 @@ public:
     // UTF-8 are kept as they are.
     void toLower(Str& out) const;
     Str toLower() const;
+    static void appendLower(Str& out, const char* bytes, std::size_t length);
     // 0 if equal after lower-casing both sides, else the sign of the first
     // differing character (code point order; a malformed byte sorts after all
     // characters). A shorter string is the lesser.

@@ -1,1 +1,0 @@
-int tolvikDummy() { return 0; }
