@@ -17,4 +17,6 @@ bool localTime(int64_t seconds, std::tm& out);
 // False when it won't convert.
 bool localMkTime(std::tm& in, int64_t& seconds);
 
+void sleepMilliseconds(uint32_t ms);
+
 } // namespace platform

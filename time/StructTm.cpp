@@ -1,5 +1,6 @@
 #include "time/StructTm.h"
 
+#include "logging/Logger.h"
 #include "platform/Clock.h"
 
 namespace {
@@ -19,16 +20,17 @@ bool yearInRange(const std::tm& tm)
     return tm.tm_year >= 0 && tm.tm_year <= MAX_TM_YEAR;
 }
 
+Logger logger("Timeval", false, 60, 100);
+
 void warnFromFailed(const char* name, int64_t seconds)
 {
-    (void)name;
-    (void)seconds;
+    logWarn(logger, "%s(%lld) failed!", name, static_cast<long long>(seconds));
 }
 
 void warnToFailed(const char* name, const std::tm& tm)
 {
-    (void)name;
-    (void)tm;
+    logWarn(logger, "%s(%d-%d-%d %d:%02d:%02d) failed!", name, tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,
+            tm.tm_hour, tm.tm_min, tm.tm_sec);
 }
 
 // A valid time on the side of the range that the refused one lies.

@@ -1,5 +1,6 @@
 #include "platform/Clock.h"
 
+#include <cerrno>
 #include <limits>
 #include <time.h>
 
@@ -44,6 +45,16 @@ bool localMkTime(std::tm& in, int64_t& seconds)
         return false;
     seconds = static_cast<int64_t>(t);
     return true;
+}
+
+void sleepMilliseconds(uint32_t ms)
+{
+    struct timespec ts {};
+    ts.tv_sec = static_cast<time_t>(ms / 1000);
+    ts.tv_nsec = static_cast<long>(ms % 1000) * 1000000L;
+    // A signal cuts the sleep short; sleep the rest.
+    while (nanosleep(&ts, &ts) == -1 && errno == EINTR) {
+    }
 }
 
 } // namespace platform

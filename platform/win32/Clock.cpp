@@ -34,4 +34,9 @@ bool localMkTime(std::tm& in, int64_t& seconds)
     return true;
 }
 
+void sleepMilliseconds(uint32_t ms)
+{
+    Sleep(ms);
+}
+
 } // namespace platform

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "logging/LogCapture.h"
+
 namespace {
 
 constexpr int64_t YEAR_3001 = 0x793407000ll; // 3001-01-01 08:00 UTC, the first refused second
@@ -72,8 +74,15 @@ TEST(StructTmFailure, substitutesValidTimes)
 
     LocalStructTm localEarly(Timeval::fromUnixTime(-100000));
     expectEarlySubstitute(localEarly);
-    LocalStructTm localLate(Timeval::fromUnixTime(YEAR_3001));
-    expectLateSubstitute(localLate);
+    {
+        LogCapture capture;
+        LocalStructTm localLate(Timeval::fromUnixTime(YEAR_3001));
+        expectLateSubstitute(localLate);
+        ASSERT_EQ(capture.count(), 1u);
+        EXPECT_EQ(capture.entries()[0].level, LOG_LEVEL_WARN);
+        EXPECT_EQ(capture.entries()[0].category, "Timeval");
+        EXPECT_EQ(capture.entries()[0].message, "LocalStructTm::fromUnixTime(32535244800) failed!");
+    }
 
     LocalStructTmHires hiresEarly(Timeval::fromUnixTime(-100000).addTicks(77));
     expectEarlySubstitute(hiresEarly);
@@ -87,7 +96,14 @@ TEST(StructTmFailure, refusedYearsGiveTheLimitOnTheirSide)
 {
     GmtStructTm gmt;
     gmt.tm_year = 1100;
-    EXPECT_EQ(gmt.toTimeval(), MAX_TIME);
+    gmt.tm_mon = 4;
+    gmt.tm_mday = 9;
+    gmt.tm_min = 5;
+    {
+        LogCapture capture;
+        EXPECT_EQ(gmt.toTimeval(), MAX_TIME);
+        EXPECT_TRUE(capture.contains("GmtStructTm::toUnixTime(3000-5-9 0:05:00) failed!"));
+    }
     gmt.tm_year = -1;
     EXPECT_EQ(gmt.toTimeval(), MIN_TIME);
 
