@@ -39,3 +39,6 @@ Logger& internalLogger();
 // Sends to the "Logger" category's appenders other than skipAppender (or to
 // the root appender unless that is the one skipped), else to the error stream.
 void logInternal(Appender* skipAppender, std::int32_t level, const char* format, ...) TOLVIK_PRINTF_FORMAT(3, 4);
+#if defined(__GNUC__) && !defined(__clang__)
+#define logInternal(...) (__extension__ ::logInternal(__VA_ARGS__))
+#endif

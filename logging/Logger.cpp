@@ -300,7 +300,7 @@ Logger::~Logger()
 }
 
 #define TOLVIK_LEVEL_CALLS(Name, LEVEL)                                                          \
-    void log##Name(Logger& category, const char* format, ...)                                    \
+    void(log##Name)(Logger & category, const char* format, ...)                                  \
     {                                                                                            \
         if (!category.isEnabled(LEVEL))                                                          \
             return;                                                                              \
@@ -314,7 +314,7 @@ Logger::~Logger()
         if (category.isEnabled(LEVEL))                                                           \
             logFormatted(category, LEVEL, nullptr, format, args);                                \
     }                                                                                            \
-    void log##Name(Logger& category, LogFormatCallback& callback, const char* format, ...)       \
+    void(log##Name)(Logger & category, LogFormatCallback & callback, const char* format, ...)   \
     {                                                                                            \
         if (!category.isEnabled(LEVEL))                                                          \
             return;                                                                              \
@@ -323,12 +323,12 @@ Logger::~Logger()
         logFormatted(category, LEVEL, &callback, format, args);                                  \
         va_end(args);                                                                            \
     }                                                                                            \
-    void log##Name(Logger& category, const Str& message)                                         \
+    void(log##Name)(Logger & category, const Str& message)                                       \
     {                                                                                            \
         if (category.isEnabled(LEVEL))                                                           \
             logText(category, LEVEL, message);                                                   \
     }                                                                                            \
-    void log##Name(Logger& category, const std::exception& e) { logException(category, LEVEL, e); }
+    void(log##Name)(Logger & category, const std::exception& e) { logException(category, LEVEL, e); }
 
 TOLVIK_LEVEL_CALLS(Debug, LOG_LEVEL_DEBUG)
 TOLVIK_LEVEL_CALLS(Info, LOG_LEVEL_INFO)
@@ -483,7 +483,7 @@ Logger& internalLogger()
     return *logger;
 }
 
-void logInternal(Appender* skipAppender, std::int32_t level, const char* format, ...)
+void(logInternal)(Appender* skipAppender, std::int32_t level, const char* format, ...)
 {
     platform::LastOsErrorSaver saver;
     try {
