@@ -8,11 +8,6 @@ constexpr std::uint64_t FIRE_AHEAD_MS = 170;
 constexpr std::uint64_t FORWARD_STEP_SLACK_SECONDS = 5;
 constexpr std::uint64_t MAX_WAIT_MS = 0x7FFFFFFF;
 
-Timeval systemClock()
-{
-    return Timeval::now();
-}
-
 Timeval plusMs(Timeval t, std::uint64_t ms)
 {
     t.addMilliseconds(ms);
@@ -42,7 +37,7 @@ void PeriodicTimeout::fire(std::uint64_t&)
     onTimeout();
 }
 
-TimeoutQueue::TimeoutQueue(Clock c) : clock(c ? c : &systemClock) {}
+TimeoutQueue::TimeoutQueue(const IClock* c) : clock(c ? c : &SystemClock::instance()) {}
 
 // --- the heap ---------------------------------------------------------------
 //
@@ -250,7 +245,7 @@ void TimeoutQueue::rearmAll(Timeout*& rearm, Timeval now)
 // After a throwing callback: nothing may stay on a list whose head is gone.
 void TimeoutQueue::requeue(Timeout*& list)
 {
-    Timeval now = clock();
+    Timeval now = clock->now();
     while (Timeout* t = list) {
         bool rearming = t->place == Timeout::REARMING;
         unlink(t);
@@ -263,7 +258,7 @@ void TimeoutQueue::requeue(Timeout*& list)
 
 void TimeoutQueue::schedule(Timeout& timeout, std::uint64_t delayMs)
 {
-    schedule(timeout, clock(), delayMs);
+    schedule(timeout, clock->now(), delayMs);
 }
 
 void TimeoutQueue::schedule(Timeout& timeout, Timeval now, std::uint64_t delayMs)
@@ -283,7 +278,7 @@ void TimeoutQueue::schedule(Timeout& timeout, Timeval now, std::uint64_t delayMs
 
 void TimeoutQueue::reschedule(Timeout& timeout, std::uint64_t delayMs)
 {
-    Timeval now = clock();
+    Timeval now = clock->now();
     std::uint64_t old = timeout.delay;
     switch (timeout.place) {
     case Timeout::REARMING:
@@ -362,7 +357,7 @@ void TimeoutQueue::fireDue(Timeval& now)
     Timeout* rearm = nullptr;
     fireList(due, rearm, true);
     // Periods count from the end of the pass: no catch-up for missed ones.
-    now = clock();
+    now = clock->now();
     rearmAll(rearm, now);
 }
 
@@ -426,6 +421,6 @@ void TimeoutQueue::drainOnStop()
         if (!run) return;
         Timeout* rearm = nullptr;
         fireList(run, rearm, false);
-        if (rearm) rearmAll(rearm, clock());
+        if (rearm) rearmAll(rearm, clock->now());
     }
 }

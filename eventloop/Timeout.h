@@ -25,6 +25,7 @@
 //
 // Other threads never touch a queue; they hand removal to the loop's thread.
 
+#include "time/Clock.h"
 #include "time/Timeval.h"
 
 #include <cstdint>
@@ -85,14 +86,12 @@ public:
 
 class TimeoutQueue {
 public:
-    using Clock = Timeval (*)();
-
-    // Reads the wall clock unless given another.
-    explicit TimeoutQueue(Clock clock = nullptr);
+    // Reads the system clock unless given another, which must outlive the queue.
+    explicit TimeoutQueue(const IClock* clock = nullptr);
     TimeoutQueue(const TimeoutQueue&) = delete;
     TimeoutQueue& operator=(const TimeoutQueue&) = delete;
 
-    Timeval clockNow() const { return clock(); }
+    Timeval clockNow() const { return clock->now(); }
 
     // Arms the timer delayMs after now; a queued timer just moves. A timer
     // about to fire in the current pass keeps firing when delayMs is 0.
@@ -143,7 +142,7 @@ private:
     std::uint32_t count = 0;
     std::uint32_t pathMask = 0;
     Timeout* root = nullptr;
-    Clock clock;
+    const IClock* clock;
     // The timer whose callback runs now; removing it from there stops it.
     Timeout* firing = nullptr;
     bool firingRemoved = false;
