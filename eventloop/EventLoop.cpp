@@ -548,7 +548,10 @@ void EventLoop::runUntil(RunInThreadWorkUntilPredicate& predicate)
 {
     actors.mutex.lock();
     if (!actors.accepting) {
-        while (!predicate.check()) actors.changed.wait(actors.mutex);
+        // Checked only while no other thread runs an actor under a claim.
+        std::uint32_t self = platform::currentThreadId();
+        while ((actors.claimed && actors.claimOwner != self) || !predicate.check())
+            actors.changed.wait(actors.mutex);
         actors.mutex.unlock();
         return;
     }

@@ -36,6 +36,8 @@ public:
     void add(PolledFd& fd, PollableDescriptor* descriptor);
     void remove(PolledFd& fd);
     void removeIfAdded(PolledFd& fd);
+    // Timers: schedule, reschedule and remove as on any TimeoutQueue.
+    using TimeoutQueue::remove;
 
     // Blocks until stopped. Exceptions from callbacks and actors leave it.
     void run();
