@@ -9,7 +9,7 @@ namespace {
 const char* const samples[] = {
     "",
     "plain ASCII",
-    "Gr\xC3\xBC\xC3\x9F" "e",                     // Grüße
+    ("Gr\xC3\xBC\xC3\x9F" "e"),                   // Grüße
     "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E",       // 日本語
     "\xF0\x9F\x98\x80 \xF0\x9D\x84\x9E",          // 😀 𝄞, outside the BMP
     "\xEF\xBF\xBF\xF4\x8F\xBF\xBF\xC2\x80",       // edges: U+FFFF, U+10FFFF, U+0080
