@@ -35,11 +35,13 @@ public:
 
     bool handleEvents(PollableDescriptor* descriptor) override
     {
-        calls++;
         lastPending = getPendingEvents();
         lastThread = platform::currentThreadId();
         if (descriptor->socket == platform::INVALID_SOCKET_VALUE) platform::resetEventObject(descriptor->event);
-        return handler ? handler(*this) : false;
+        bool removeMe = handler ? handler(*this) : false;
+        // Last, so that a reader who sees the count also sees the rest.
+        calls++;
+        return removeMe;
     }
 
     void onRemoved(PollableDescriptor* descriptor) override
