@@ -1,9 +1,10 @@
 #include "pdh/PdhProvider.h"
 
-#include <cstdlib>
 #include <utility>
 
+#include "foundation/Str.h"
 #include "pdh/ScriptedPdhProvider.h"
+#include "platform/Process.h"
 
 namespace {
 
@@ -40,8 +41,8 @@ PDH_STATUS forward(PDH_STATUS (PdhProvider::*call)(Params...), Args... args)
 bool selectPdhProvider(std::string& error)
 {
     selected() = true;
-    const char* script = std::getenv(PDH_SCRIPT_VARIABLE);
-    if (script != nullptr && *script != '\0') {
+    const Str script = Str::fromWide(platform::getEnvironmentVariable(Str(PDH_SCRIPT_VARIABLE).toWide()));
+    if (!script.empty()) {
         current() = ScriptedPdhProvider::load(script, error);
     } else {
         current() = makeSystemPdhProvider(error);
