@@ -156,6 +156,13 @@ CrashNoteList& Thread::crashNoteList()
     return isMain ? sharedCrashNotes : crashNotes;
 }
 
+void Thread::JoinHelper::run()
+{
+    if (thread->isCurrent()) return;
+    thread->join();
+    delete thread;
+}
+
 void Thread::setThreadStartWrapper(StartWrapper wrapper)
 {
     threadStartWrapper.store(wrapper);

@@ -9,6 +9,7 @@
 
 #include "eventloop/Condition.h"
 #include "eventloop/Event.h"
+#include "eventloop/InThreadActor.h"
 #include "eventloop/Mutex.h"
 #include "eventloop/ThreadException.h"
 #include "eventloop/TlsSlot.h"
@@ -36,6 +37,18 @@ public:
 
     static constexpr std::uint32_t DEFAULT_STACK_SIZE = 0x100000;
 
+    // Hands a finished thread to a loop's thread for reaping: submitted
+    // without waiting, it joins and deletes the thread (itself included)
+    // unless it runs on that very thread.
+    class JoinHelper : public InThreadActor {
+    public:
+        explicit JoinHelper(Thread* thread) : thread(thread) {}
+        void run() override;
+
+    private:
+        Thread* thread;
+    };
+
     // The main object, "Main Thread"; throws if one was built before.
     explicit Thread(MainTag);
     explicit Thread(const char* format, ...) TOLVIK_PRINTF_FORMAT(2, 3);
@@ -62,6 +75,7 @@ public:
     // Per-thread sink for the XML library's error text.
     Str& xmlErrorText() { return xmlErrors; }
     CrashNoteList& crashNoteList();
+    JoinHelper& getJoinHelper() { return joinHelper; }
 
     static void setThreadStartWrapper(StartWrapper wrapper);
 
@@ -82,6 +96,7 @@ private:
     bool started = false;
     Condition startCondition;
     Str xmlErrors;
+    JoinHelper joinHelper{this};
     bool isMain = false;
     CrashNoteList crashNotes;
 };

@@ -186,7 +186,8 @@ bool closeThreadHandle(ThreadHandle t)
 
 std::uint32_t currentThreadId()
 {
-    return static_cast<std::uint32_t>(syscall(SYS_gettid));
+    thread_local std::uint32_t id = static_cast<std::uint32_t>(syscall(SYS_gettid));
+    return id;
 }
 
 void nameCurrentThread(const char* name)
@@ -201,9 +202,33 @@ void nameCurrentThread(const char* name)
     pthread_setname_np(pthread_self(), shortName);
 }
 
+// The owner is tracked so that a release by another thread fails as
+// ReleaseMutex does, instead of reaching pthreads as undefined behaviour.
 struct MutexTag {
     pthread_mutex_t mutex;
+    std::atomic<std::uint32_t> owner{0};
+    std::uint32_t depth = 0;
 };
+
+namespace {
+
+void taken(MutexTag* m)
+{
+    if (m->depth++ == 0) m->owner.store(currentThreadId(), std::memory_order_relaxed);
+}
+
+// Called by the owner only, before the release itself.
+bool releasing(MutexTag* m)
+{
+    if (m->owner.load(std::memory_order_relaxed) != currentThreadId()) {
+        errno = EPERM;
+        return false;
+    }
+    if (--m->depth == 0) m->owner.store(0, std::memory_order_relaxed);
+    return true;
+}
+
+}  // namespace
 
 MutexHandle createMutex()
 {
@@ -228,7 +253,10 @@ MutexHandle createMutex()
 std::uint32_t lockMutex(MutexHandle m, std::uint32_t timeoutMs)
 {
     int rc = timeoutMs == 0 ? pthread_mutex_trylock(&m->mutex) : pthread_mutex_lock(&m->mutex);
-    if (rc == 0) return WAIT_SIGNALLED;
+    if (rc == 0) {
+        taken(m);
+        return WAIT_SIGNALLED;
+    }
     if (rc == EBUSY) return WAIT_TIMED_OUT;
     errno = rc;
     return WAIT_CALL_FAILED;
@@ -236,7 +264,7 @@ std::uint32_t lockMutex(MutexHandle m, std::uint32_t timeoutMs)
 
 bool unlockMutex(MutexHandle m)
 {
-    return ok(pthread_mutex_unlock(&m->mutex));
+    return releasing(m) && ok(pthread_mutex_unlock(&m->mutex));
 }
 
 bool closeMutex(MutexHandle m)
@@ -303,6 +331,7 @@ std::uint32_t unlockAndWait(MutexHandle m, EventHandle e, std::uint32_t timeoutM
 {
     // Holding the event's own lock across the release makes release and wait
     // one step for anyone setting the event.
+    if (!releasing(m)) return WAIT_CALL_FAILED;
     pthread_mutex_lock(&e->mutex);
     int rc = pthread_mutex_unlock(&m->mutex);
     if (rc != 0) {

@@ -119,6 +119,24 @@ TEST_F(ThreadTest, UnstartedThreadRunsNoBodyAndIsWaitedFor)
     EXPECT_EQ(wrappedStarts.load(), 3);
 }
 
+TEST_F(ThreadTest, JoinHelperReapsAFinishedThreadFromAnotherThread)
+{
+    static bool deleted = false;
+    class SelfReaping : public Thread {
+    public:
+        SelfReaping() : Thread("reaped") {}
+        ~SelfReaping() override { deleted = true; }
+        // On its own thread the helper must leave the thread alone.
+        void run() override { getJoinHelper().run(); }
+    };
+    deleted = false;
+    auto* t = new SelfReaping;
+    t->start();
+    InThreadActor& helper = t->getJoinHelper();
+    helper.run();
+    EXPECT_TRUE(deleted);
+}
+
 TEST_F(ThreadTest, MutexIsRecursiveAndExcludesOthers)
 {
     Mutex m;
