@@ -120,7 +120,12 @@ protected:
         fs::create_directories(dir);
         base = dir / "log";
     }
-    ~RollingTest() override { fs::remove_all(dir); }
+    ~RollingTest() override
+    {
+        a.reset();
+        std::error_code ignored;
+        fs::remove_all(dir, ignored);
+    }
 
     fs::path name(int i) const { return i == 0 ? base : fs::path(base.string() + "." + std::to_string(i)); }
     void write(int i, const std::string& text) const { std::ofstream(name(i), std::ios::binary) << text; }
