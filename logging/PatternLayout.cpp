@@ -1,5 +1,6 @@
 #include "logging/PatternLayout.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <ctime>
@@ -89,7 +90,9 @@ void PatternLayout::compile()
             atom.fillChar = '0';
             ++pos;
         }
-        atom.minWidth = readNumber(p, pos);
+        // Padding beyond the runaway guard would only let a pattern make
+        // every log call allocate gigabytes.
+        atom.minWidth = std::min<std::uint32_t>(readNumber(p, pos), MAX_VALUE_LENGTH);
         if (pos < p.size() && p[pos] == '.') {
             ++pos;
             atom.maxWidth = readNumber(p, pos);
