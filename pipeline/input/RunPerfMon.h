@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+// The whole run, from the command line to the exit code.
+int runPerfMon(const wchar_t* const* argv, int argc);
+
+// Handed to the process-level signal set-up: asks the run to stop.
+void perfMonStopCallback(void* argument);
+
+// Console control: codes 0 and 1 stop the run and count as handled; others
+// go on to the next handler and the system's default.
+bool perfMonConsoleCtrlHandler(std::uint32_t code);
