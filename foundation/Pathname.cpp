@@ -283,6 +283,11 @@ bool Pathname::removeContents(std::wstring_view filter) const
     return ok;
 }
 
+std::FILE* Pathname::openFile(const char* mode) const
+{
+    return platform::openStdioFile(*this, mode);
+}
+
 bool Pathname::freeSpace(uint64_t& bytes) const
 {
     PathRules rules = PathRules::native();

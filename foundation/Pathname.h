@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -62,6 +63,8 @@ public:
     // The entries of this directory whose names match the wildcard filter
     // ("*" and "?"), or all with an empty filter.
     bool removeContents(std::wstring_view filter = {}) const;
+    // A stdio stream on this path; mode as fopen takes it. Null on failure.
+    std::FILE* openFile(const char* mode) const;
     // Bytes free to the caller on this path's volume.
     bool freeSpace(uint64_t& bytes) const;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -80,5 +81,8 @@ long readFile(FileHandle file, void* buffer, uint32_t length);
 bool writeFile(FileHandle file, const void* data, uint32_t length);
 bool fileIdentity(FileHandle file, FileIdentity& out);
 bool closeFile(FileHandle file);
+
+// A stdio stream on a wide path; mode as fopen takes it. Null on failure.
+std::FILE* openStdioFile(const std::wstring& path, const char* mode);
 
 } // namespace platform

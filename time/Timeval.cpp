@@ -70,7 +70,7 @@ Timeval Timeval::fromUnixTime(int64_t seconds)
 {
     if (seconds < -static_cast<int64_t>(EPOCH_SECONDS))
         return MIN_TIME;
-    uint64_t since1601 = static_cast<uint64_t>(seconds + static_cast<int64_t>(EPOCH_SECONDS));
+    uint64_t since1601 = static_cast<uint64_t>(seconds) + EPOCH_SECONDS; // modulo 2^64, so exact here
     return Timeval(saturatingMul(since1601, TICKS_PER_SECOND));
 }
 

@@ -210,4 +210,9 @@ bool closeFile(FileHandle file)
     return rc == 0;
 }
 
+std::FILE* openStdioFile(const std::wstring& path, const char* mode)
+{
+    return std::fopen(narrow(path).c_str(), mode);
+}
+
 } // namespace platform

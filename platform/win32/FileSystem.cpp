@@ -188,4 +188,10 @@ bool closeFile(FileHandle file)
     return ok != 0;
 }
 
+std::FILE* openStdioFile(const std::wstring& path, const char* mode)
+{
+    std::wstring wideMode(mode, mode + std::char_traits<char>::length(mode));
+    return _wfopen(path.c_str(), wideMode.c_str());
+}
+
 } // namespace platform

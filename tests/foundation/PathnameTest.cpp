@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "foundation/FileOperations.h"
+#include "foundation/UnicodeStream.h"
 #include "platform/FileSystem.h"
 #include "platform/OsError.h"
 
@@ -285,6 +286,34 @@ TEST_F(PathnameFiles, removeTreeAndContents)
     EXPECT_TRUE(box.removeContents());
     EXPECT_TRUE(box.exists());
     EXPECT_FALSE((box / "keep.txt").exists());
+}
+
+TEST_F(PathnameFiles, byteStreamsCarryEveryByteAcrossTheirBlocks)
+{
+    std::string bytes;
+    for (int i = 0; i < 1300; ++i)
+        bytes += static_cast<char>(i * 7);
+    Pathname file = dir / "stream.bin";
+    std::FILE* out = file.openFile("wb");
+    ASSERT_NE(out, nullptr);
+    {
+        WritableUnicodeFileStar writer(out);
+        for (char c : bytes)
+            ASSERT_TRUE(writer.writeByte(static_cast<uint8_t>(c)));
+    } // the tail goes out here
+    std::fclose(out);
+    EXPECT_EQ(readText(file), bytes);
+
+    std::FILE* in = file.openFile("rb");
+    ASSERT_NE(in, nullptr);
+    ReadableUnicodeFileStar reader(in);
+    std::string back;
+    for (int b; (b = reader.readByte()) != -1;)
+        back += static_cast<char>(b);
+    EXPECT_EQ(reader.readByte(), -1);
+    std::fclose(in);
+    EXPECT_EQ(back, bytes);
+    EXPECT_EQ((dir / "missing").openFile("rb"), nullptr);
 }
 
 TEST(PathnameCommandLine, quotesAndSplitsBack)
