@@ -9,4 +9,10 @@ namespace platform {
 // Guards nest; the innermost one catches.
 bool runFaultGuarded(void (*fn)(void*), void* context) noexcept;
 
+// For a fatal-signal handler installed after the guard's own: if the fault
+// happened under a guard on this thread, returns there (and not here).
+// Returns at once otherwise, and always on Windows, where the guard sees
+// faults before any other handler.
+void escapeToFaultGuard() noexcept;
+
 }  // namespace platform

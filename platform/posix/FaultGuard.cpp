@@ -9,6 +9,17 @@ namespace platform {
 namespace {
 
 thread_local sigjmp_buf* currentGuard = nullptr;
+
+}  // namespace
+
+void escapeToFaultGuard() noexcept
+{
+    if (sigjmp_buf* guard = currentGuard)
+        siglongjmp(*guard, 1);
+}
+
+namespace {
+
 struct sigaction previousSegv;
 struct sigaction previousBus;
 
@@ -29,8 +40,7 @@ void chain(const struct sigaction& previous, int sig, siginfo_t* info, void* uc)
 
 void onFault(int sig, siginfo_t* info, void* uc)
 {
-    if (sigjmp_buf* guard = currentGuard)
-        siglongjmp(*guard, 1);
+    escapeToFaultGuard();
     chain(sig == SIGSEGV ? previousSegv : previousBus, sig, info, uc);
 }
 

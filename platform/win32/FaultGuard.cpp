@@ -63,6 +63,8 @@ LONG CALLBACK onException(EXCEPTION_POINTERS* info)
 
 }  // namespace
 
+void escapeToFaultGuard() noexcept {}
+
 bool runFaultGuarded(void (*fn)(void*), void* context) noexcept
 {
     static PVOID handler = AddVectoredExceptionHandler(1, onException);

@@ -159,14 +159,22 @@ Logger early("EarlyCategory", false, 60, 100);
 TEST_F(LoadTest, FileOverrideAndResolvedCategories)
 {
     Pathname home(dir.wstring());
-    // Without a dot the override is "log-local".
-    write("log", "rootCategory=WARN,A1\n"
+    // Without a dot in the file's own name the override is "log-local", a dot
+    // in a directory name notwithstanding.
+    fs::create_directories(dir / "conf.d");
+    write("conf.d/log", "rootCategory=WARN,A1\n"
                  "appender.A1.fileName=${TOLVIK_HOME}/main.log\n"
                  "appender.A1.layout.ConversionPattern=%p %c %m%n\n"
                  "category.EarlyCategory=INFO\n"
                  "appender.A1.maxFileSize=12x\n");
-    write("log-local", "category.EarlyCategory=DEBUG\n");
-    bool ok = loadLogConfig(Pathname((dir / "log").wstring()), nullptr, {{"TOLVIK_HOME", home}}, true);
+    // The override in UTF-16 with its byte order mark.
+    std::string utf16("\xFF\xFE", 2);
+    for (char c : std::string("log4cpp.category.EarlyCategory=DEBUG\r\n")) {
+        utf16.push_back(c);
+        utf16.push_back('\0');
+    }
+    write("conf.d/log-local", utf16);
+    bool ok = loadLogConfig(Pathname((dir / "conf.d" / "log").wstring()), nullptr, {{"TOLVIK_HOME", home}}, true);
     EXPECT_FALSE(ok) << "the bad size is reported";
 
     logDebug(early, "from early %d", 1);
