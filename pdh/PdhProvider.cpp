@@ -3,10 +3,13 @@
 #include <utility>
 
 #include "foundation/Str.h"
+#include "logging/Logger.h"
 #include "pdh/ScriptedPdhProvider.h"
 #include "platform/Process.h"
 
 namespace {
+
+Logger logger("Pdh", false, 0, 0);
 
 // The one provider of the process; chosen at start, read by the calls below.
 std::unique_ptr<PdhProvider>& current()
@@ -26,8 +29,10 @@ template <typename... Params, typename... Args>
 PDH_STATUS forward(PDH_STATUS (PdhProvider::*call)(Params...), Args... args)
 {
     if (!selected()) {
-        std::string ignored;
-        selectPdhProvider(ignored);
+        std::string error;
+        if (!selectPdhProvider(error)) {
+            logError(logger, "%s", error.c_str());
+        }
     }
     PdhProvider* provider = current().get();
     if (provider == nullptr) {
