@@ -1,10 +1,8 @@
 #include "pdh/PdhProvider.h"
+#include "pdh/procfs/ProcfsPdhProvider.h"
 
-// No system PDH here: runs are driven by a script until /proc serves as a source.
-std::unique_ptr<PdhProvider> makeSystemPdhProvider(std::string& error)
+// No system PDH here: the counters come from /proc and /sys.
+std::unique_ptr<PdhProvider> makeSystemPdhProvider(std::string& /*error*/)
 {
-    error = "this platform has no PDH; set ";
-    error += PDH_SCRIPT_VARIABLE;
-    error += " to a counter script";
-    return nullptr;
+    return std::make_unique<ProcfsPdhProvider>(ProcfsPdhProvider::Options());
 }

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "pdh/PdhApi.h"
+
+// PDH's buffer conventions, shared by the providers that build PDH's answers
+// themselves: double-zero-terminated name lists and the records of
+// PdhGetFormattedCounterArrayW and PdhGetCounterInfoW, each sized by the
+// two-call idiom (PDH_MORE_DATA with the size needed when the buffer is short).
+
+// Characters a list of names takes, both terminating zeros included; an empty
+// list still takes two.
+std::size_t pdhMultiStringLength(const std::vector<std::wstring>& names);
+
+// Writes names into list, or answers PDH_MORE_DATA. *length is in characters,
+// set to what the list needs either way.
+PDH_STATUS pdhWriteMultiString(const std::vector<std::wstring>& names, LPWSTR list, LPDWORD length);
+
+// One item of a formatted array before it is laid out.
+struct PdhArrayItem {
+    std::wstring name;
+    DWORD status = 0;
+    double value = 0.0;
+};
+
+// Lays out items as PDH_FMT_COUNTERVALUE_ITEM_W records followed by their names,
+// or answers PDH_MORE_DATA. *bufferSize is in bytes; *itemCount is set either way.
+PDH_STATUS pdhWriteCounterArray(const std::vector<PdhArrayItem>& items, LPDWORD bufferSize, LPDWORD itemCount,
+                                PPDH_FMT_COUNTERVALUE_ITEM_W buffer);
+
+// The strings of a PDH_COUNTER_INFO_W record; an absent instance or explain
+// text leaves its field null.
+struct PdhCounterInfoText {
+    std::wstring fullPath;
+    std::wstring machine;
+    std::wstring object;
+    bool hasInstance = false;
+    std::wstring instance;
+    std::wstring counter;
+    bool hasExplain = false;
+    std::wstring explain;
+};
+
+// Fills info with type and text, or answers PDH_MORE_DATA. *bufferSize is in bytes.
+PDH_STATUS pdhWriteCounterInfo(const PdhCounterInfoText& text, DWORD type, LPDWORD bufferSize,
+                               PPDH_COUNTER_INFO_W info);
