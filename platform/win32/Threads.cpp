@@ -1,5 +1,6 @@
 #include "platform/Threads.h"
 
+#include <cstdlib>
 #include <new>
 
 #include <windows.h>
@@ -57,7 +58,9 @@ ThreadHandle createThread(std::uint32_t stackSize, ThreadEntry entry, void* arg,
     unsigned threadId = 0;
     std::uintptr_t h = _beginthreadex(nullptr, stackSize, startThread, record, 0, &threadId);
     if (h == 0) {
+        // The run time may fail before any OS call; it leaves its reason in _doserrno.
         DWORD error = GetLastError();
+        if (error == ERROR_SUCCESS) error = static_cast<DWORD>(_doserrno);
         delete record;
         SetLastError(error);
         return nullptr;
