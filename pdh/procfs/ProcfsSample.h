@@ -145,9 +145,6 @@ public:
     // Reads what process.need asks beyond stat.
     void readProcessDetails(ProcfsProcess& process);
 
-    // The reader itself, for the listings of enumeration.
-    ProcfsReader& files() { return reader; }
-
 private:
     void readStat(ProcfsSample& s);
     void readInterrupts(ProcfsSample& s);
