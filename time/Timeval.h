@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-class Str;
+#include "foundation/Str.h"
 
 // A point in time: 100-nanosecond ticks since 1601-01-01 00:00 UTC (the
 // FILETIME scale). Arithmetic saturates at MIN_TIME and MAX_TIME instead of

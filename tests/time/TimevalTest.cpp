@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "foundation/Str.h"
+#include "time/TimeUnit.h"
 
 namespace {
 
@@ -43,6 +44,23 @@ TEST(TimevalDuration, refusesZeroNegativeUnknownAndOverflow)
         uint64_t out = 42;
         EXPECT_FALSE(Timeval::parseDurationMs(text, out)) << text;
     }
+}
+
+TEST(TimeUnits, pluralsOnlyWhereAmountsAreRead)
+{
+    int index = -1;
+    EXPECT_TRUE(unitFromName("microsecond", index));
+    EXPECT_EQ(index, UNIT_MICROSECOND);
+    EXPECT_FALSE(unitFromName("Year", index));
+
+    TimeWord word = TimeWord::YEAR;
+    EXPECT_TRUE(timeWordFromText("", false, word));
+    EXPECT_EQ(word, TimeWord::SECOND);
+    EXPECT_TRUE(timeWordFromText("qtr", false, word));
+    EXPECT_EQ(word, TimeWord::QUARTER);
+    EXPECT_FALSE(timeWordFromText("qtrs", false, word));
+    EXPECT_TRUE(timeWordFromText("qtrs", true, word));
+    EXPECT_FALSE(timeWordFromText("ms", true, word));
 }
 
 TEST(TimevalArithmetic, saturatesAtBothEnds)
