@@ -3,19 +3,15 @@
 
 #include <benchmark/benchmark.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <new>
 
+#include "CountingNew.h"
 #include "logging/LogConfig.h"
 #include "logging/LogStream.h"
 #include "logging/Logger.h"
 
 namespace {
-
-std::atomic<std::uint64_t> allocations{0};
 
 Logger benchLogger("LoggingBench", false, 60, 100);
 
@@ -49,7 +45,7 @@ Setup& setup()
 
 void reportAllocations(benchmark::State& state, std::uint64_t before)
 {
-    double perCall = static_cast<double>(allocations.load() - before) / static_cast<double>(state.iterations());
+    double perCall = static_cast<double>(allocationCount() - before) / static_cast<double>(state.iterations());
     state.counters["allocs/call"] = perCall;
 }
 
@@ -57,12 +53,12 @@ void BM_DisabledLevel(benchmark::State& state)
 {
     setup();
     // Counted apart from the timed loop, whose own ending allocates.
-    std::uint64_t start = allocations.load();
+    std::uint64_t start = allocationCount();
     for (int k = 0; k < 1000; ++k)
         logDebug(benchLogger, "value %d of %s", k, "something");
-    if (allocations.load() != start)
+    if (allocationCount() != start)
         state.SkipWithError("a disabled log call allocated");
-    std::uint64_t before = allocations.load();
+    std::uint64_t before = allocationCount();
     int i = 0;
     for (auto _ : state) {
         logDebug(benchLogger, "value %d of %s", ++i, "something");
@@ -75,12 +71,12 @@ BENCHMARK(BM_DisabledLevel);
 void BM_DisabledStream(benchmark::State& state)
 {
     setup();
-    std::uint64_t start = allocations.load();
+    std::uint64_t start = allocationCount();
     for (int k = 0; k < 1000; ++k)
         debugStream(benchLogger) << "value " << k;
-    if (allocations.load() != start)
+    if (allocationCount() != start)
         state.SkipWithError("a disabled stream allocated");
-    std::uint64_t before = allocations.load();
+    std::uint64_t before = allocationCount();
     int i = 0;
     for (auto _ : state) {
         debugStream(benchLogger) << "value " << ++i;
@@ -104,7 +100,7 @@ BENCHMARK(BM_OneComparison);
 void BM_EnabledToFile(benchmark::State& state)
 {
     setup();
-    std::uint64_t before = allocations.load();
+    std::uint64_t before = allocationCount();
     int i = 0;
     for (auto _ : state)
         logInfo(benchLogger, "value %d of %s", ++i, "something");
@@ -124,24 +120,5 @@ void BM_EnabledToFileFromThreads(benchmark::State& state)
 BENCHMARK(BM_EnabledToFileFromThreads)->Threads(2);
 
 }  // namespace
-
-// Counting allocations: every operator new of the program comes through here.
-void* operator new(std::size_t size)
-{
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size))
-        return p;
-    throw std::bad_alloc();
-}
-
-void operator delete(void* p) noexcept
-{
-    std::free(p);
-}
-
-void operator delete(void* p, std::size_t) noexcept
-{
-    std::free(p);
-}
 
 BENCHMARK_MAIN();

@@ -1,0 +1,38 @@
+// Replaces the global operator new to count allocations. Kept apart from the
+// benchmarks so that the optimiser doesn't pair our new with the library's
+// deletes and warn about a mismatch.
+
+#include "CountingNew.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<std::uint64_t> allocations{0};
+
+}  // namespace
+
+std::uint64_t allocationCount()
+{
+    return allocations.load(std::memory_order_relaxed);
+}
+
+void* operator new(std::size_t size)
+{
+    allocations.fetch_add(1, std::memory_order_relaxed);
+    if (void* p = std::malloc(size == 0 ? 1 : size))
+        return p;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* p) noexcept
+{
+    std::free(p);
+}
+
+void operator delete(void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
