@@ -89,4 +89,16 @@ TEST(LoaderInfo, SignalSetupCallsTheFirstCallbackOnce) {
   EXPECT_EQ(secondCalls, 0);
 }
 
+// Mode 2 ends the process with code 2 when the watched process is gone. Its
+// own process, so that the set-up hasn't happened yet.
+TEST(LoaderInfoDeathTest, WatchedProcessGoneEndsMode2WithCode2) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        LoaderInfo::setupSignalHandling([](void*) {}, nullptr, 2, 0x7FFFFFF0);
+        for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
+      },
+      ::testing::ExitedWithCode(2), "");
+}
+
 }  // namespace
