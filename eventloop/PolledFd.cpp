@@ -32,6 +32,10 @@ void PolledFd::onRemoved(PollableDescriptor* removed)
 void PolledFd::onThrottleRelease(std::uint32_t bits)
 {
     addEvents(bits);
+    // What was held back may have happened meanwhile, and a network event
+    // already told isn't told again: hand it over on the next pass.
+    pendingEvents |= bits;
+    if (set) platform::setEventObject(descriptor->event);
 }
 
 SmartEventLoopMember::~SmartEventLoopMember() = default;

@@ -28,8 +28,9 @@ public:
     // true asks the loop to remove this member.
     virtual bool handleEvents(PollableDescriptor* descriptor) = 0;
 
-    // Asks for the released events again. Loop members are throttled from
-    // the loop's thread, since this selects.
+    // Asks for the released events again and delivers them on the next
+    // pass (a read that finds nothing gets "would block"). Loop members are
+    // released from the loop's thread, since this selects.
     void onThrottleRelease(std::uint32_t bits) override;
 
     bool isAdded() const { return set != nullptr; }

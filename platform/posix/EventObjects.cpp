@@ -40,7 +40,9 @@ void raise(EventObject event) {
 
 short pollEventsFor(std::uint32_t armed) {
   short events = 0;
-  if (armed & (NET_READ | NET_CLOSE)) events |= POLLIN | POLLRDHUP;
+  // Data alone must not wake a wait that only wants close.
+  if (armed & NET_READ) events |= POLLIN;
+  if (armed & NET_CLOSE) events |= POLLRDHUP;
   if (armed & NET_OOB) events |= POLLPRI;
   if (armed & NET_WRITE) events |= POLLOUT;
   return events;
@@ -219,6 +221,7 @@ std::uint32_t waitForEvents(std::uint32_t count, const EventObject* events, std:
     }
     if (first != WAIT_TIMEOUT_RESULT) return first;
     // Only readiness that records nothing (a hang-up already reported): wait on.
+    if (timeoutMs != WAIT_INFINITE && monotonicMs() >= deadline) return WAIT_TIMEOUT_RESULT;
   }
 }
 
