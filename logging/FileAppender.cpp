@@ -200,8 +200,8 @@ bool FileAppender::set(std::string_view property, std::string_view value)
 void FileAppender::checkMaxBackupWithoutSize(const char* name)
 {
     if (maxBackupIndex != 0 && maxFileSize == 0) {
-        logInternal(this, LOG_LEVEL_WARN, "Appender \"%s\" has maxBackupIndex set without specifying maxFileSize, ignoring",
-                name);
+        logInternal(this, LOG_LEVEL_WARN,
+                    "Appender \"%s\" has maxBackupIndex set without specifying maxFileSize, ignoring", name);
         maxBackupIndex = 0;
     }
 }
@@ -233,8 +233,8 @@ void FileAppender::finish(const char* name, bool allowStderr, PatternLayout* roo
             maxBackupIndex = 0;
         }
         if (maxFileSize != 0) {
-            logInternal(this, LOG_LEVEL_WARN, "Appender \"%s\" has maxFileSize set without specifying a filename, ignoring",
-                    name);
+            logInternal(this, LOG_LEVEL_WARN,
+                        "Appender \"%s\" has maxFileSize set without specifying a filename, ignoring", name);
             maxFileSize = 0;
         }
     }

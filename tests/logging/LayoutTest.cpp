@@ -114,8 +114,9 @@ class RollingTest : public testing::Test {
 protected:
     RollingTest()
     {
-        dir = fs::temp_directory_path() / ("tolvik-rolling-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed())
-                                           + "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        auto* unit = ::testing::UnitTest::GetInstance();
+        dir = fs::temp_directory_path()
+            / ("tolvik-rolling-" + std::to_string(unit->random_seed()) + "-" + unit->current_test_info()->name());
         fs::remove_all(dir);
         fs::create_directories(dir);
         base = dir / "log";

@@ -35,7 +35,8 @@ const char publicPem[] =
 
 // SHA-256 with RSA PKCS #1 v1.5 is deterministic: any correct signer gives this.
 const char expectedSignature[] =
-    "smebrcRlb2AeB2USyTNVoTGocQ1TQeWCnVEaHeXIkIfLhaifiG/5kALpsPzxIk4RRSGjBfMSlYxC0Ut5U4tCg5GeypyxL46QtU9LFwGJkSBCic+l/dg0SRxpGgMBnHDudu9Y7J5cZmuPqwAIfyfBYWRtofnJDbdOgUeXyJjBO7U=";
+    "smebrcRlb2AeB2USyTNVoTGocQ1TQeWCnVEaHeXIkIfLhaifiG/5kALpsPzxIk4RRSGjBfMSlYxC0Ut5U4tCg5Ge"
+    "ypyxL46QtU9LFwGJkSBCic+l/dg0SRxpGgMBnHDudu9Y7J5cZmuPqwAIfyfBYWRtofnJDbdOgUeXyJjBO7U=";
 
 TEST(LogAudit, SignatureForms)
 {
@@ -61,7 +62,8 @@ TEST(LogAudit, SignatureForms)
     logAudit(auditLogger, publicKey.get(), "x", out);
     EXPECT_EQ(out, "Audit:[x][encryption error - not valid]");
 
-    EXPECT_EQ(platform::Signer::fromPem("-----BEGIN PUBLIC KEY-----\nnot base64\n-----END PUBLIC KEY-----\n"), nullptr);
+    EXPECT_EQ(platform::Signer::fromPem("-----BEGIN PUBLIC KEY-----\nnot base64\n-----END PUBLIC KEY-----\n"),
+              nullptr);
 
     auto e = capture.entries();
     ASSERT_EQ(e.size(), 4u);

@@ -130,7 +130,8 @@ class LoadTest : public testing::Test {
 protected:
     LoadTest()
     {
-        dir = fs::temp_directory_path() / ("tolvik-logconfig-" + std::to_string(testing::UnitTest::GetInstance()->random_seed()));
+        dir = fs::temp_directory_path()
+            / ("tolvik-logconfig-" + std::to_string(testing::UnitTest::GetInstance()->random_seed()));
         fs::remove_all(dir);
         fs::create_directories(dir);
     }
