@@ -46,23 +46,23 @@ PDH_STATUS pdhWriteMultiString(const std::vector<std::wstring>& names, LPWSTR li
     return 0;
 }
 
-PDH_STATUS pdhWriteCounterArray(const std::vector<PdhArrayItem>& items, LPDWORD bufferSize, LPDWORD itemCount,
-                                PPDH_FMT_COUNTERVALUE_ITEM_W buffer)
+PDH_STATUS pdhWriteCounterArray(const PdhArrayItem* items, std::size_t count, LPDWORD bufferSize,
+                                LPDWORD itemCount, PPDH_FMT_COUNTERVALUE_ITEM_W buffer)
 {
     if (bufferSize == nullptr || itemCount == nullptr) {
         return status(PDH_INVALID_ARGUMENT);
     }
-    std::size_t needed = items.size() * sizeof(PDH_FMT_COUNTERVALUE_ITEM_W);
-    for (const PdhArrayItem& item : items) {
-        needed += (item.name.size() + 1) * sizeof(wchar_t);
+    std::size_t needed = count * sizeof(PDH_FMT_COUNTERVALUE_ITEM_W);
+    for (std::size_t i = 0; i < count; ++i) {
+        needed += (items[i].name.size() + 1) * sizeof(wchar_t);
     }
-    *itemCount = static_cast<DWORD>(items.size());
+    *itemCount = static_cast<DWORD>(count);
     if (buffer == nullptr || *bufferSize < needed) {
         *bufferSize = static_cast<DWORD>(needed);
         return status(PDH_MORE_DATA);
     }
-    auto* text = reinterpret_cast<wchar_t*>(buffer + items.size());
-    for (std::size_t i = 0; i < items.size(); ++i) {
+    auto* text = reinterpret_cast<wchar_t*>(buffer + count);
+    for (std::size_t i = 0; i < count; ++i) {
         buffer[i].szName = text;
         text = copyText(text, items[i].name);
         buffer[i].FmtValue.CStatus = items[i].status;

@@ -28,8 +28,8 @@ struct PdhArrayItem {
 
 // Lays out items as PDH_FMT_COUNTERVALUE_ITEM_W records followed by their names,
 // or answers PDH_MORE_DATA. *bufferSize is in bytes; *itemCount is set either way.
-PDH_STATUS pdhWriteCounterArray(const std::vector<PdhArrayItem>& items, LPDWORD bufferSize, LPDWORD itemCount,
-                                PPDH_FMT_COUNTERVALUE_ITEM_W buffer);
+PDH_STATUS pdhWriteCounterArray(const PdhArrayItem* items, std::size_t count, LPDWORD bufferSize,
+                                LPDWORD itemCount, PPDH_FMT_COUNTERVALUE_ITEM_W buffer);
 
 // The strings of a PDH_COUNTER_INFO_W record; an absent instance or explain
 // text leaves its field null.

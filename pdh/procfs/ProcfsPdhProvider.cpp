@@ -94,7 +94,7 @@ struct ProcfsPdhProvider::Counter {
     bool wildcard = false;
     std::uint64_t addedAt = 0;  // the query's collect count when added
     std::uint64_t itemsAt = 0;  // the collect the items were made for, plus one
-    std::vector<PdhArrayItem> items;
+    std::vector<PdhArrayItem> items;  // [0, itemCount) are this collect's; the rest keep their names' room
     std::size_t itemCount = 0;
 
     const ProcfsCounterDef& def() const { return object->counters[index]; }
@@ -400,11 +400,7 @@ PDH_STATUS ProcfsPdhProvider::getFormattedCounterArrayW(PDH_HCOUNTER counter, DW
     if (c->itemCount == 0) {
         return status(PDH_NO_DATA);
     }
-    const std::size_t keep = c->items.size();
-    c->items.resize(c->itemCount);
-    const PDH_STATUS s = pdhWriteCounterArray(c->items, bufferSize, itemCount, items);
-    c->items.resize(keep);
-    return s;
+    return pdhWriteCounterArray(c->items.data(), c->itemCount, bufferSize, itemCount, items);
 }
 
 PDH_STATUS ProcfsPdhProvider::enumObjectsW(LPCWSTR /*dataSource*/, LPCWSTR machineName, LPWSTR objectList,

@@ -209,11 +209,7 @@ void ProcfsSampler::readDisks(ProcfsSample& s)
             std::find(names.begin(), names.end(), d.name) == names.end()) {
             continue;
         }
-        ProcfsDisk& copy = s.disks.add();
-        std::string name = std::move(copy.name);
-        copy = d;
-        name.assign(d.name);
-        copy.name = std::move(name);
+        s.disks.add() = d;
     }
 }
 
@@ -262,9 +258,7 @@ void ProcfsSampler::readMounts(ProcfsSample& s)
         m.spaceOk = reader.fileSystemSpace(m.name, m.size, m.available);
         for (const ProcfsDisk& d : s.diskstats) {
             if (d.major == m.major && d.minor == m.minor) {
-                std::string name = std::move(m.io.name);
                 m.io = d;
-                m.io.name = std::move(name);
                 m.ioOk = true;
             }
         }

@@ -39,11 +39,9 @@ struct ProcfsTable {
         if (count == entries.size()) {
             entries.emplace_back();
         }
+        // Reused, not rebuilt: the name keeps its room from earlier samples.
         Entry& e = entries[count++];
-        std::string name = std::move(e.name);
         e = Entry();
-        e.name = std::move(name);
-        e.name.clear();
         return e;
     }
     const Entry* begin() const { return entries.data(); }
