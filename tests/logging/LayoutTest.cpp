@@ -81,6 +81,16 @@ TEST(PatternLayout, TimesSinceStartAndDates)
     EXPECT_EQ(year.size(), 4u);
 }
 
+TEST(PatternLayout, ThreadNameFromTheRegisteredGetter)
+{
+    PatternLayout::setThreadNameGetter([]() -> const char* { return "Worker 7"; });
+    EXPECT_EQ(render("[%-10t]", "m"), "[Worker 7  ]");
+    PatternLayout::setThreadNameGetter(nullptr);
+    Str id = render("%t", "m");
+    EXPECT_FALSE(id.empty());
+    EXPECT_EQ(id.find_first_not_of("0123456789"), std::string::npos) << id;
+}
+
 TEST(DateFormat, Conversions)
 {
     std::tm tm{};
