@@ -68,10 +68,15 @@ ChildProcess::~ChildProcess() {
 
 bool ChildProcess::start(const std::wstring& program, const std::vector<std::wstring>& arguments,
                          const std::vector<std::wstring>& environment) {
-  int in[2], out[2], err[2];
-  if (::pipe2(in, O_CLOEXEC) != 0) return false;
-  if (::pipe2(out, O_CLOEXEC) != 0) return false;
-  if (::pipe2(err, O_CLOEXEC) != 0) return false;
+  int in[2] = {-1, -1}, out[2] = {-1, -1}, err[2] = {-1, -1};
+  if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0) {
+    int saved = errno;
+    for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]}) {
+      if (fd >= 0) ::close(fd);
+    }
+    errno = saved;
+    return false;
+  }
 
   std::vector<std::string> argStore{toUtf8(program)};
   for (const auto& a : arguments) argStore.push_back(toUtf8(a));
@@ -170,6 +175,13 @@ bool ChildProcess::wait(std::uint32_t timeoutMs, int& exitCode) {
   reaped_ = true;
   exitCode = code;
   return true;
+}
+
+void ChildProcess::detach() {
+  closeFd(input_);
+  closeFd(outputPipe_);
+  closeFd(errorPipe_);
+  pid_ = 0;
 }
 
 bool adoptOrphans() { return ::prctl(PR_SET_CHILD_SUBREAPER, 1) == 0; }

@@ -28,8 +28,8 @@ ControlState& state() {
   return s;
 }
 
-// Written by the signal handler, read by the dispatch thread; both ends are
-// set before the signals are routed here.
+// The pipe's write end as the signal handler sees it; set before the handler
+// is installed.
 int g_writeEnd = -1;
 
 int signalFor(std::uint32_t code) { return code == CTRL_CODE_INTERRUPT ? SIGINT : SIGTERM; }
