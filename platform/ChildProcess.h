@@ -36,6 +36,10 @@ public:
   // timeout the child is killed and the answer is false.
   bool wait(std::uint32_t timeoutMs, int& exitCode);
 
+  // Lets the child run on by itself: the pipes are closed and it is
+  // neither waited for nor killed.
+  void detach();
+
   const std::string& output() const noexcept { return output_; }
   const std::string& errors() const noexcept { return errors_; }
 

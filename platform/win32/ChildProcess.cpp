@@ -149,6 +149,14 @@ bool ChildProcess::wait(std::uint32_t timeoutMs, int& exitCode) {
   return true;
 }
 
+void ChildProcess::detach() {
+  closeHandle(input_);
+  closeHandle(outputPipe_);
+  closeHandle(errorPipe_);
+  closeHandle(process_);
+  pid_ = 0;
+}
+
 bool adoptOrphans() { return true; }
 
 OtherProcess::~OtherProcess() {
