@@ -426,6 +426,7 @@ double ScriptedPdhProvider::valueOf(const CounterHandle& counter, const Instance
 
 PDH_STATUS ScriptedPdhProvider::openQueryA(LPCSTR /*dataSource*/, DWORD_PTR /*userData*/, PDH_HQUERY* query)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     PDH_STATUS s;
     if (injected("PdhOpenQueryA", std::wstring(), collects, s)) {
         return s;
@@ -440,6 +441,7 @@ PDH_STATUS ScriptedPdhProvider::openQueryA(LPCSTR /*dataSource*/, DWORD_PTR /*us
 
 PDH_STATUS ScriptedPdhProvider::closeQuery(PDH_HQUERY query)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     PDH_STATUS s;
     if (injected("PdhCloseQuery", std::wstring(), collects, s)) {
         return s;
@@ -455,6 +457,7 @@ PDH_STATUS ScriptedPdhProvider::closeQuery(PDH_HQUERY query)
 PDH_STATUS ScriptedPdhProvider::addCounterW(PDH_HQUERY query, LPCWSTR fullCounterPath, DWORD_PTR /*userData*/,
                                             PDH_HCOUNTER* counter)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     Query* q = findQuery(query);
     if (q == nullptr) {
         return status(PDH_INVALID_HANDLE);
@@ -499,6 +502,7 @@ PDH_STATUS ScriptedPdhProvider::addCounterW(PDH_HQUERY query, LPCWSTR fullCounte
 
 PDH_STATUS ScriptedPdhProvider::collectQueryData(PDH_HQUERY query)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     Query* q = findQuery(query);
     if (q == nullptr) {
         return status(PDH_INVALID_HANDLE);
@@ -521,6 +525,7 @@ PDH_STATUS ScriptedPdhProvider::collectQueryData(PDH_HQUERY query)
 PDH_STATUS ScriptedPdhProvider::getFormattedCounterValue(PDH_HCOUNTER counter, DWORD format, LPDWORD type,
                                                          PPDH_FMT_COUNTERVALUE value)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     CounterHandle* c = findCounter(counter);
     if (c == nullptr) {
         return status(PDH_INVALID_HANDLE);
@@ -567,6 +572,7 @@ PDH_STATUS ScriptedPdhProvider::getFormattedCounterValue(PDH_HCOUNTER counter, D
 PDH_STATUS ScriptedPdhProvider::getFormattedCounterArrayW(PDH_HCOUNTER counter, DWORD format, LPDWORD bufferSize,
                                                           LPDWORD itemCount, PPDH_FMT_COUNTERVALUE_ITEM_W items)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     CounterHandle* c = findCounter(counter);
     if (c == nullptr) {
         return status(PDH_INVALID_HANDLE);
@@ -632,6 +638,7 @@ PDH_STATUS ScriptedPdhProvider::getFormattedCounterArrayW(PDH_HCOUNTER counter, 
 PDH_STATUS ScriptedPdhProvider::enumObjectsW(LPCWSTR /*dataSource*/, LPCWSTR machineName, LPWSTR objectList,
                                              LPDWORD bufferSize, DWORD /*detailLevel*/, WINBOOL /*refresh*/)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     PDH_STATUS s;
     if (injected("PdhEnumObjectsW", std::wstring(), collects, s)) {
         return s;
@@ -659,6 +666,7 @@ PDH_STATUS ScriptedPdhProvider::enumObjectsW(LPCWSTR /*dataSource*/, LPCWSTR mac
 PDH_STATUS ScriptedPdhProvider::enumObjectsA(LPCSTR /*dataSource*/, LPCSTR machineName, LPSTR objectList,
                                              LPDWORD bufferSize, DWORD /*detailLevel*/, WINBOOL /*refresh*/)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     PDH_STATUS s;
     if (injected("PdhEnumObjectsA", std::wstring(), collects, s)) {
         return s;
@@ -687,6 +695,7 @@ PDH_STATUS ScriptedPdhProvider::enumObjectItemsW(LPCWSTR /*dataSource*/, LPCWSTR
                                                  LPWSTR counterList, LPDWORD counterListLength, LPWSTR instanceList,
                                                  LPDWORD instanceListLength, DWORD /*detailLevel*/, DWORD /*flags*/)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     if (objectName == nullptr || counterListLength == nullptr || instanceListLength == nullptr) {
         return status(PDH_INVALID_ARGUMENT);
     }
@@ -732,6 +741,7 @@ PDH_STATUS ScriptedPdhProvider::enumObjectItemsW(LPCWSTR /*dataSource*/, LPCWSTR
 PDH_STATUS ScriptedPdhProvider::parseCounterPathW(LPCWSTR fullPath, PPDH_COUNTER_PATH_ELEMENTS_W elements,
                                                   LPDWORD bufferSize, DWORD /*flags*/)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     if (fullPath == nullptr) {
         return status(PDH_INVALID_ARGUMENT);
     }
@@ -748,6 +758,7 @@ PDH_STATUS ScriptedPdhProvider::parseCounterPathW(LPCWSTR fullPath, PPDH_COUNTER
 
 PDH_STATUS ScriptedPdhProvider::validatePathW(LPCWSTR fullPath)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     if (fullPath == nullptr) {
         return status(PDH_INVALID_ARGUMENT);
     }
@@ -788,6 +799,7 @@ PDH_STATUS ScriptedPdhProvider::validatePathW(LPCWSTR fullPath)
 PDH_STATUS ScriptedPdhProvider::getCounterInfoW(PDH_HCOUNTER counter, BOOLEAN retrieveExplainText,
                                                 LPDWORD bufferSize, PPDH_COUNTER_INFO_W info)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     CounterHandle* c = findCounter(counter);
     if (c == nullptr) {
         return status(PDH_INVALID_HANDLE);
@@ -830,6 +842,7 @@ PDH_STATUS ScriptedPdhProvider::getCounterInfoW(PDH_HCOUNTER counter, BOOLEAN re
 
 PDH_STATUS ScriptedPdhProvider::browseCountersW(PPDH_BROWSE_DLG_CONFIG_W /*config*/)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     // There is no dialog to show: the person always cancels.
     PDH_STATUS s;
     if (injected("PdhBrowseCountersW", std::wstring(), collects, s)) {

@@ -4,6 +4,7 @@
 #include <istream>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -128,6 +129,8 @@ private:
     std::wstring machine = L"\\\\localhost";
     std::vector<Object> objects;
     std::vector<Failure> failures;
+    // Calls may come from the self-test's thread as well as the main one.
+    std::mutex mutex;
     std::uint64_t collects = 0;
     std::list<std::unique_ptr<Query>> queries;
 };
