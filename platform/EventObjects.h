@@ -31,8 +31,8 @@ inline constexpr std::uint32_t WAIT_FAILED_RESULT = 0xFFFFFFFFu;
 // What enumNetworkEvents reports: the events seen since the last call, and
 // an error code per event bit position (0 when none).
 struct NetworkEvents {
-  std::uint32_t events = 0;
-  int errorCodes[10] = {};
+    std::uint32_t events = 0;
+    int errorCodes[10] = {};
 };
 
 // Null on failure; lastSocketError() says why.
