@@ -73,9 +73,13 @@ void ExtraEventWaiterThread::collect()
 {
     MutexLock lock(mutex);
     if (state == GO) {
-        // It never started waiting: nothing is ready.
+        // It never got to wait: look at its set from here, or a busy loop
+        // would starve the members behind it.
         state = IDLE;
-        readyIndex = set.count;
+        std::uint32_t r = platform::waitForEvents(set.count, set.events, 0);
+        if (r >= EventSet::CAPACITY && r != platform::WAIT_TIMEOUT_RESULT)
+            throwEventLoopException("error from EventLoop WSAWaitForMultipleEvents", platform::lastSocketError());
+        readyIndex = r < EventSet::CAPACITY ? r : set.count;
         return;
     }
     if (state == WAITING) platform::setEventObject(wakeEvent);
