@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "logging/LogCapture.h"
 #include "pipeline/input/ResultToMultikvStdout.h"
 #include "pipeline/input/ResultToStdout.h"
 
@@ -132,10 +133,12 @@ TEST(ResultToMultikvStdout, RowOrderCleanNamesOverwritesAndOddValues)
 
 TEST(ResultToMultikvStdout, NoValueWritesNothing)
 {
+    LogCapture log;
     Capture cap;
     {
         ResultToMultikvStdout out(cap.get());
         out.completeOutput();
     }
     EXPECT_EQ(cap.text(), "");
+    EXPECT_TRUE(log.contains("ResultToMultikvStdout::completeOutput: Empty event"));
 }
