@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/timers/CountingNew.h"
 #include "pdh/procfs/ProcfsPdhProvider.h"
 #include "pdh/procfs/ProcfsReader.h"
 #include "platform/ChildProcess.h"
@@ -38,15 +39,14 @@ void collectAllProcesses(benchmark::State& state, bool readValues)
         }
         counters.push_back(c);
     }
-    provider.collectQueryData(query);
     std::vector<char> buffer;
     DWORD items = 0;
-    for (auto _ : state) {
+    const auto sample = [&] {
         provider.collectQueryData(query);
-        if (!readValues) {
-            continue;
-        }
         for (PDH_HCOUNTER c : counters) {
+            if (!readValues) {
+                break;
+            }
             DWORD size = 0;
             provider.getFormattedCounterArrayW(c, PDH_FMT_DOUBLE, &size, &items, nullptr);
             if (buffer.size() < size) {
@@ -56,7 +56,16 @@ void collectAllProcesses(benchmark::State& state, bool readValues)
                                                reinterpret_cast<PPDH_FMT_COUNTERVALUE_ITEM_W>(buffer.data()));
             benchmark::DoNotOptimize(buffer.data());
         }
+    };
+    // Two samples first, so that rates have values and buffers their size.
+    sample();
+    sample();
+    const std::uint64_t allocationsBefore = allocationCount();
+    for (auto _ : state) {
+        sample();
     }
+    state.counters["allocations"] = benchmark::Counter(static_cast<double>(allocationCount() - allocationsBefore),
+                                                       benchmark::Counter::kAvgIterations);
     DWORD size = 0;
     provider.getFormattedCounterArrayW(counters[0], PDH_FMT_DOUBLE, &size, &items, nullptr);
     state.counters["processes"] = items - 1;  // less _Total

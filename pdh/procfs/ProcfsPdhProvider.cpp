@@ -345,7 +345,8 @@ void ProcfsPdhProvider::fillItems(Counter& c)
     c.itemCount = 0;
     const auto add = [&](const std::string& name, const ProcfsInstanceRef& ref) {
         if (c.itemCount == c.items.size()) {
-            c.items.emplace_back();
+            // As the rows of a sample: room for most names from the start.
+            c.items.emplace_back().name.reserve(NAME_ROOM);
         }
         PdhArrayItem& item = c.items[c.itemCount++];
         item.name.clear();

@@ -27,6 +27,8 @@ enum ProcfsSource : unsigned {
 
 // Rows of one object: entries [0, count) are valid; the vector keeps the rest
 // so that their strings keep their capacity from one sample to the next.
+inline constexpr std::size_t NAME_ROOM = 48;
+
 template <typename Entry>
 struct ProcfsTable {
     bool ok = false;
@@ -37,7 +39,10 @@ struct ProcfsTable {
     Entry& add()
     {
         if (count == entries.size()) {
-            entries.emplace_back();
+            // Room for most names (kernel threads' run past the 15 characters
+            // of a command), so that names moving between rows as processes
+            // come and go seldom reallocate.
+            entries.emplace_back().name.reserve(NAME_ROOM);
         }
         // Reused, not rebuilt: the name keeps its room from earlier samples.
         Entry& e = entries[count++];
