@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <sstream>
