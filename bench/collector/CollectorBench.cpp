@@ -1,0 +1,180 @@
+// The monitor on the live system: a table of Process(*) with all its counters
+// and one of every other object with all of its counters, sampled once a
+// second for --collector_seconds (default 60), while sysstat's pidstat and sar
+// sample the same things in the same run. Reports the monitor's CPU time per
+// sampling round and its peak resident memory, and the CPU time and peak
+// memory of the two peers (of their whole process trees, through getrusage).
+//
+//   bench_collector --collector_seconds=10
+
+#include <benchmark/benchmark.h>
+#include <stdio.h>         // fopencookie
+#include <sys/resource.h>  // getrusage
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "pdh/PdhProvider.h"
+#include "pdh/procfs/ProcfsPdhProvider.h"
+#include "pipeline/input/PerfMonitor.h"
+#include "platform/ChildProcess.h"
+
+namespace {
+
+int durationSeconds = 60;
+
+struct Usage {
+    double cpuSeconds = 0;
+    long maxRssKb = 0;
+};
+
+Usage usageOf(int who)
+{
+    rusage u{};
+    getrusage(who, &u);
+    return {static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
+                static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6,
+            u.ru_maxrss};
+}
+
+// Discards the events but counts the tables, one write each.
+struct Sink {
+    long tables = 0;
+    long processTables = 0;
+};
+
+ssize_t sinkWrite(void* cookie, const char* data, size_t size)
+{
+    const std::string_view text(data, size);
+    auto* sink = static_cast<Sink*>(cookie);
+    sink->tables += text.find("source=\"PerfmonMk:") != std::string_view::npos ? 1 : 0;
+    sink->processTables += text.find("source=\"PerfmonMk:Process\"") != std::string_view::npos ? 1 : 0;
+    return static_cast<ssize_t>(size);
+}
+
+std::FILE* openSink(Sink& sink)
+{
+    cookie_io_functions_t io{};
+    io.write = sinkWrite;
+    std::FILE* f = fopencookie(&sink, "w", io);
+    if (f != nullptr) {
+        setvbuf(f, nullptr, _IONBF, 0);
+    }
+    return f;
+}
+
+// A peer sampler run through the shell, its output thrown away so that no pipe fills.
+bool startPeer(platform::ChildProcess& child, const std::string& command)
+{
+    const std::wstring line(command.begin(), command.end());
+    return child.start(L"/bin/sh", {L"-c", line + L" > /dev/null"}, {L"PATH=/usr/bin:/bin", L"LC_ALL=C"});
+}
+
+class StopAfter : public OneShotTimeout {
+public:
+    explicit StopAfter(PerfMonitor& monitor) : monitor(monitor) {}
+    void onTimeout() override { monitor.stop(); }
+
+private:
+    PerfMonitor& monitor;
+};
+
+void BM_MonitorBesidePidstatAndSar(benchmark::State& state)
+{
+    setPdhProvider(std::make_unique<ProcfsPdhProvider>(ProcfsPdhProvider::Options()));
+    const wchar_t* const others[] = {L"Processor", L"Memory",  L"LogicalDisk", L"PhysicalDisk",
+                                     L"Network Interface", L"System", L"Paging File"};
+    for (auto _ : state) {
+        PerfmonOptions options;
+        PerfMonitor monitor(&options);
+        std::vector<std::unique_ptr<CollectionConfig>> records;
+        auto add = [&](const wchar_t* object) {
+            auto c = std::make_unique<CollectionConfig>();
+            c->name = object;
+            c->object = object;
+            c->counters = L"*";
+            c->instances = L"*";
+            c->mode = PERFMON_MODE_MULTIKV;
+            c->interval = 1000;
+            monitor.getCollections().push_back(c.get());
+            records.push_back(std::move(c));
+        };
+        add(L"Process");
+        for (const wchar_t* object : others) {
+            add(object);
+        }
+        Sink sink;
+        std::FILE* out = openSink(sink);
+        monitor.setOutput(out);
+
+        const std::string n = std::to_string(durationSeconds);
+        platform::ChildProcess pidstat;
+        platform::ChildProcess sar;
+        if (!startPeer(pidstat, "pidstat -h -u -r -d -w -p ALL 1 " + n) ||
+            !startPeer(sar, "sar -u ALL -P ALL -r -S -W -B -d -n DEV -q -w 1 " + n)) {
+            state.SkipWithError("pidstat or sar didn't start");
+            return;
+        }
+
+        StopAfter stop(monitor);
+        monitor.getEventLoop().schedule(stop, static_cast<std::uint64_t>(durationSeconds) * 1000 + 500);
+        const Usage before = usageOf(RUSAGE_THREAD);
+        const bool ran = monitor.start();
+        const Usage after = usageOf(RUSAGE_THREAD);
+        monitor.getEventLoop().remove(stop);
+        std::fclose(out);
+
+        // Reap one peer at a time so that the children's usage tells them apart.
+        int code = 0;
+        const Usage children0 = usageOf(RUSAGE_CHILDREN);
+        const bool pidstatOk = pidstat.wait(static_cast<std::uint32_t>(durationSeconds + 30) * 1000, code) && code == 0;
+        const Usage children1 = usageOf(RUSAGE_CHILDREN);
+        const bool sarOk = sar.wait(30000, code) && code == 0;
+        const Usage children2 = usageOf(RUSAGE_CHILDREN);
+        if (!ran || sink.processTables == 0) {
+            state.SkipWithError("the monitor sampled nothing");
+            return;
+        }
+        const double rounds = static_cast<double>(sink.processTables);
+        state.SetIterationTime((after.cpuSeconds - before.cpuSeconds) / rounds);
+        state.counters["rounds"] = rounds;
+        state.counters["tables_per_round"] = static_cast<double>(sink.tables) / rounds;
+        state.counters["monitor_peak_rss_MiB"] = static_cast<double>(usageOf(RUSAGE_SELF).maxRssKb) / 1024.0;
+        state.counters["pidstat_cpu_ms_per_round"] =
+            pidstatOk ? (children1.cpuSeconds - children0.cpuSeconds) * 1000.0 / durationSeconds : -1;
+        state.counters["sar_cpu_ms_per_round"] =
+            sarOk ? (children2.cpuSeconds - children1.cpuSeconds) * 1000.0 / durationSeconds : -1;
+        // The largest child so far: pidstat's after the first reaping, either's after the second.
+        state.counters["pidstat_peak_rss_MiB"] = static_cast<double>(children1.maxRssKb) / 1024.0;
+        state.counters["peers_peak_rss_MiB"] = static_cast<double>(children2.maxRssKb) / 1024.0;
+    }
+    setPdhProvider(nullptr);
+}
+BENCHMARK(BM_MonitorBesidePidstatAndSar)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    // Our own flag first; the rest is Google Benchmark's.
+    std::vector<char*> rest;
+    for (int i = 0; i < argc; ++i) {
+        constexpr std::string_view flag = "--collector_seconds=";
+        if (std::string_view(argv[i]).substr(0, flag.size()) == flag) {
+            durationSeconds = std::max(1, std::atoi(argv[i] + flag.size()));
+        } else {
+            rest.push_back(argv[i]);
+        }
+    }
+    int count = static_cast<int>(rest.size());
+    benchmark::Initialize(&count, rest.data());
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
