@@ -1,8 +1,8 @@
 #include "foundation/LoaderInfo.h"
 
+#include "platform/ConsoleControl.h"
 #include "platform/OsError.h"
 #include "platform/Process.h"
-#include "platform/ConsoleControl.h"
 #include "platform/Threads.h"
 
 #include <cctype>
