@@ -5,14 +5,11 @@
 
 namespace {
 
-// The run time's conversions end at 3000-12-31 23:59:59 UTC and do not go
-// before 1970; both platforms are held to the same range.
-constexpr int64_t FIRST_REFUSED_SECOND = 0x793407000ll;
 constexpr int MAX_TM_YEAR = 1099;
 
 bool inRange(int64_t seconds)
 {
-    return seconds >= 0 && seconds < FIRST_REFUSED_SECOND;
+    return structTmSecondsInRange(seconds);
 }
 
 bool yearInRange(const std::tm& tm)
@@ -101,11 +98,6 @@ int64_t daysFromCivil(int64_t y, int64_t m, int64_t d)
 
 GmtStructTm::GmtStructTm() : std::tm {} {}
 
-bool GmtStructTm::convert(int64_t seconds, std::tm& out)
-{
-    return inRange(seconds) && platform::gmTime(seconds, out);
-}
-
 void GmtStructTm::fromUnixTime(int64_t seconds)
 {
     if (!convert(seconds, *this)) {
@@ -131,11 +123,6 @@ Timeval GmtStructTm::toTimeval() const
 }
 
 LocalStructTm::LocalStructTm() : std::tm {} {}
-
-bool LocalStructTm::convert(int64_t seconds, std::tm& out)
-{
-    return inRange(seconds) && platform::localTime(seconds, out);
-}
 
 void LocalStructTm::fromUnixTime(int64_t seconds)
 {

@@ -11,6 +11,9 @@
 // times beyond the year 3000. Going back, a refused conversion gives MIN_TIME
 // or MAX_TIME, by which side of 1970 the year lies.
 
+// Seconds since 1970 that the conversions accept on every platform.
+bool structTmSecondsInRange(int64_t seconds);
+
 class GmtStructTm : public std::tm {
 public:
     GmtStructTm();
