@@ -304,12 +304,14 @@ bool EventLoop::dispatchSet(EventSet& s, std::uint32_t start, bool recurse)
         if (PolledFd* fdp = s.slots[i].fd) {
             PolledFd& fd = *fdp;
             PollableDescriptor* d = fd.descriptor;
-            if (platform::enumNetworkEvents(d->socket, s.events[i], &d->networkEvents)) {
+            // A bare event has nothing to enumerate; don't ask, some stacks answer anyway.
+            if (d->socket != platform::INVALID_SOCKET_VALUE &&
+                platform::enumNetworkEvents(d->socket, s.events[i], &d->networkEvents)) {
                 fd.pendingEvents |= d->networkEvents.events;
                 if ((fd.wantedEvents & WRITE_OR_CLOSE) && d->writable && d->socket != platform::INVALID_SOCKET_VALUE)
                     fd.pendingEvents |= platform::NET_WRITE;
             } else {
-                // A bare event: nothing to enumerate, so it reads as readable.
+                // A bare event reads as readable.
                 fd.pendingEvents = fd.wantedEvents & (platform::NET_READ | platform::NET_WRITE);
                 d->networkEvents = platform::NetworkEvents{};
             }
@@ -438,7 +440,7 @@ void EventLoop::finishRun(InThreadActorQueue::ClaimHolder& holder)
         actors.claim(holder);
     }
     // Work queued before the end still runs here, so nobody waits for ever.
-    drainActors();
+    drainActors(~0u);
     {
         MutexLock lock(actors.mutex);
         actors.waitForSyncWaiters();
@@ -446,9 +448,9 @@ void EventLoop::finishRun(InThreadActorQueue::ClaimHolder& holder)
     drainOnStop();
 }
 
-void EventLoop::drainActors()
+void EventLoop::drainActors(std::uint32_t limit)
 {
-    for (;;) {
+    for (std::uint32_t n = 0; n < limit; ++n) {
         bool emptied = false;
         InThreadActor* actor = actors.pop(&emptied);
         if (!actor) return;

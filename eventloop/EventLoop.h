@@ -83,7 +83,9 @@ private:
     void runLoop(Timeval& now);
     void finishRun(InThreadActorQueue::ClaimHolder& holder);
     bool submit(InThreadActor* actor, bool wait, bool inlineWhenStopped);
-    void drainActors();
+    // Runs at most `limit` queued actors: what comes in meanwhile waits for
+    // the next pass, so a stream of actors can't starve the other members.
+    void drainActors(std::uint32_t limit);
     void wakeWaiters();
     void collectWaiters();
     bool pollAfterChange(std::uint32_t* start);

@@ -14,5 +14,5 @@ InThreadActorNotify::~InThreadActorNotify()
 
 void InThreadActorNotify::onWakeup()
 {
-    loop.drainActors();
+    loop.drainActors(loop.actors.size());
 }

@@ -38,6 +38,7 @@ void InThreadActorQueue::enqueue(InThreadActor* actor)
     actor->next = nullptr;
     *tailLink = actor;
     tailLink = &actor->next;
+    queued++;
 }
 
 void InThreadActorQueue::waitForCompletion(InThreadActor* actor)
@@ -62,11 +63,18 @@ InThreadActor* InThreadActorQueue::pop(bool* emptied)
         return nullptr;
     }
     head = actor->next;
+    queued--;
     if (!head) {
         tailLink = &head;
         *emptied = true;
     }
     return actor;
+}
+
+std::uint32_t InThreadActorQueue::size()
+{
+    MutexLock lock(mutex);
+    return queued;
 }
 
 void InThreadActorQueue::complete(InThreadActor* actor)
@@ -97,6 +105,7 @@ bool InThreadActorQueue::cancel(InThreadActor* actor)
         if (*link == actor) {
             *link = actor->next;
             if (tailLink == &actor->next) tailLink = link;
+            queued--;
             return true;
         }
     }

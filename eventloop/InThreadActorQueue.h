@@ -46,6 +46,7 @@ public:
 
     // Take the mutex themselves.
     InThreadActor* pop(bool* emptied);
+    std::uint32_t size();
     void complete(InThreadActor* actor);
     bool cancel(InThreadActor* actor);
 
@@ -56,6 +57,7 @@ private:
 
     InThreadActor* head = nullptr;
     InThreadActor** tailLink = &head;
+    std::uint32_t queued = 0;
     bool accepting = false;
     std::uint32_t claimOwner = 0;
     std::uint32_t claimed = 0;
