@@ -63,11 +63,11 @@ stage() {
   rc=$?
   local took=$((SECONDS - start))
   if [[ $rc -eq 0 ]]; then
-    report+=("$(printf '%-8s ok       %4d s' "$name" "$took")")
+    report+=("$(printf '%-12s ok       %4d s' "$name" "$took")")
   elif [[ $rc -eq 100 ]]; then
-    report+=("$(printf '%-8s skipped  %4d s' "$name" "$took")")
+    report+=("$(printf '%-12s skipped  %4d s' "$name" "$took")")
   else
-    report+=("$(printf '%-8s FAILED   %4d s' "$name" "$took")")
+    report+=("$(printf '%-12s FAILED   %4d s' "$name" "$took")")
     failed+=("$name")
   fi
 }
@@ -147,7 +147,10 @@ stage_asan() {
 stage_linux_build() {
   build build/ci-linux -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
     -DTOLVIK_BUILD_BENCH=ON
-  # The installation tree must lay out, too.
+}
+
+# The installation tree must lay out, too.
+stage_install() {
   rm -rf build/ci-linux/install-check
   quiet build/ci-linux/ci-install.log cmake --install build/ci-linux --prefix build/ci-linux/install-check
 }
@@ -157,7 +160,7 @@ if ! bash scripts/install-deps.sh; then
   say "install-deps failed; the stages that need the missing packages will fail too"
   failed+=("install-deps")
 fi
-report+=("$(printf '%-8s %-8s %4d s' deps "$([[ ${#failed[@]} -eq 0 ]] && echo ok || echo FAILED)" $((SECONDS - run_start)))")
+report+=("$(printf '%-12s %-8s %4d s' deps "$([[ ${#failed[@]} -eq 0 ]] && echo ok || echo FAILED)" $((SECONDS - run_start)))")
 
 stage win64 stage_win64
 stage win32 stage_win32
@@ -168,6 +171,9 @@ stage asan stage_asan
 # The plain native build goes last so that its CTest summary closes the output;
 # the summary of all stages is printed before its tests run.
 stage linux-build stage_linux_build
+if [[ " ${failed[*]} " != *" linux-build "* ]]; then
+  stage install stage_install
+fi
 say ""
 say "=== stages (the linux tests follow)"
 for line in "${report[@]}"; do say "$line"; done
