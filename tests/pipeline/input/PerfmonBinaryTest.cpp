@@ -91,10 +91,11 @@ protected:
 
   // Until the log says logging stands; the stop handlers follow within
   // microseconds, so a short grace period after that line is plenty.
-  bool waitUntilRunning() const {
+  bool waitUntilRunning() const { return waitUntilRunning(logFile()); }
+  bool waitUntilRunning(const fs::path& log) const {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(TIMEOUT_MS);
     while (std::chrono::steady_clock::now() < deadline) {
-      if (readFile(logFile()).find("runPerfMon: Using logging configuration at") != std::string::npos) {
+      if (readFile(log).find("runPerfMon: Using logging configuration at") != std::string::npos) {
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
         return true;
       }
@@ -139,6 +140,16 @@ TEST_F(PerfmonBinary, LogsWhereTheConfigurationSays) {
   // The shipped layout: date, padded level, category, message.
   EXPECT_NE(log.find(" INFO  tolvik-perfmon - runPerfMon: Using logging configuration at "), std::string::npos)
       << log;
+}
+
+TEST_F(PerfmonBinary, LocalLogConfigurationWins) {
+  fs::path local = home / "var" / "log" / "tolvik" / "local.log";
+  std::ofstream(home / "etc" / "log-cmdline-local.cfg")
+      << "appender.perfmon.fileName=${TOLVIK_HOME}/var/log/tolvik/local.log\n";
+  platform::ChildProcess child;
+  ASSERT_TRUE(child.start(binary(), {}, {homeVariable()}));
+  ASSERT_TRUE(waitUntilRunning(local)) << readFile(local);
+  EXPECT_EQ(readFile(logFile()), "");
 }
 
 TEST_F(PerfmonBinary, ConsoleControlEndsTheRunWith0) {
