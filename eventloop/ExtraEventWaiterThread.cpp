@@ -58,7 +58,10 @@ void ExtraEventWaiterThread::run()
         state = IDLE;
         platform::setEventObject(signalEvent);
         doneEvent.signal();
-        if (failed) throwEventLoopException("error from EventLoop WSAWaitForMultipleEvents", error);
+        if (failed) {
+            ended = true;
+            throwEventLoopException("error from EventLoop WSAWaitForMultipleEvents", error);
+        }
     }
 }
 
@@ -90,7 +93,8 @@ void ExtraEventWaiterThread::collect()
 void ExtraEventWaiterThread::quit()
 {
     MutexLock lock(mutex);
-    if (state == QUIT_DONE) return;
+    // A body that ended on a failed wait can't answer any more.
+    if (state == QUIT_DONE || ended) return;
     while (state == WAITING) {
         platform::setEventObject(wakeEvent);
         doneEvent.wait(mutex);

@@ -44,6 +44,7 @@ private:
     EventSet* parentSet = nullptr;
     std::uint32_t indexInParent = 0;
     std::uint32_t readyIndex = 0;
+    bool ended = false;
     ExtraEventWaiterThread* next = nullptr;
     ExtraEventWaiterThread** prevLink = nullptr;
 };
