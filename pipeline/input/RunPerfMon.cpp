@@ -1,12 +1,12 @@
 #include "pipeline/input/RunPerfMon.h"
 
-#include "eventloop/Event.h"
-#include "eventloop/Mutex.h"
 #include "eventloop/Thread.h"
 #include "foundation/LoaderInfo.h"
 #include "foundation/Pathname.h"
 #include "logging/LogConfig.h"
 #include "logging/Logger.h"
+#include "pdh/PdhProvider.h"
+#include "pipeline/input/PerfMonitor.h"
 #include "pipeline/input/PerfmonOptions.h"
 #include "platform/ConsoleControl.h"
 
@@ -19,23 +19,19 @@ namespace {
 
 Logger logger("tolvik-perfmon", false, 60, 100);
 
-// What a stop request reaches. The monitor's event loop takes this place
-// once the monitor exists; until then the run waits on this event. The lock
-// keeps a late handler from signalling an event that is already gone.
-struct StopTarget {
-  std::mutex lock;
-  Event* event = nullptr;
-};
-StopTarget g_stopTarget;
+// The running monitor, for the stop handlers, which run on threads of their
+// own. The lock keeps a late handler from reaching a monitor that is gone.
+std::mutex g_perfMonitorLock;
+PerfMonitor* g_perfMonitor = nullptr;
 
-void setStopTarget(Event* event) {
-  std::lock_guard<std::mutex> guard(g_stopTarget.lock);
-  g_stopTarget.event = event;
+void setPerfMonitor(PerfMonitor* monitor) {
+  std::lock_guard<std::mutex> guard(g_perfMonitorLock);
+  g_perfMonitor = monitor;
 }
 
-void requestStop() {
-  std::lock_guard<std::mutex> guard(g_stopTarget.lock);
-  if (g_stopTarget.event) g_stopTarget.event->signal();
+void stopPerfMonitor() {
+  std::lock_guard<std::mutex> guard(g_perfMonitorLock);
+  if (g_perfMonitor) g_perfMonitor->stop();
 }
 
 // Crash reports will be written into `directory` once the crash reporter is
@@ -44,15 +40,17 @@ void installCrashHandlers(const Pathname& /*directory*/) {}
 
 }  // namespace
 
-void perfMonStopCallback(void*) { requestStop(); }
+void perfMonStopCallback(void*) { stopPerfMonitor(); }
 
 bool perfMonConsoleCtrlHandler(std::uint32_t code) {
   if (code != platform::CTRL_CODE_INTERRUPT && code != platform::CTRL_CODE_BREAK) return false;
-  requestStop();
+  stopPerfMonitor();
   return true;
 }
 
-int runPerfMon(const wchar_t* const* argv, int argc) {
+int runPerfMon(const wchar_t* const* argv, int argc) { return runPerfMon(argv, argc, {}); }
+
+int runPerfMon(const wchar_t* const* argv, int argc, const std::function<void(PerfMonitor&)>& afterInit) {
   PerfmonOptions options;
   if (!parsePerfmonOptions(argv, argc, options)) {
     Str usage = perfmonUsage();
@@ -80,24 +78,40 @@ int runPerfMon(const wchar_t* const* argv, int argc) {
     loadLogConfig(logConfig, nullptr, variables, true);
     logInfo(logger, "%s: Using logging configuration at %s", "runPerfMon", logConfig.toUtf8().c_str());
 
+    // Where the counters come from is settled once, before any PDH call; a
+    // broken counter script ends the run here, with its file and line.
+    std::string providerError;
+    if (!selectPdhProvider(providerError)) {
+      logError(logger, "%s: Failed to choose a PDH provider: %s", "runPerfMon", providerError.c_str());
+      std::fprintf(stderr, "%s: Failed to choose a PDH provider: %s\n", "runPerfMon", providerError.c_str());
+      return -1;
+    }
+
     installCrashHandlers(home / "var" / "log" / "tolvik");
 
+    PerfMonitor monitor(&options);
+    if (!monitor.init()) {
+      logError(logger, "%s: Failed to initialize Performance Monitor", "runPerfMon");
+      return -1;
+    }
+    if (afterInit) afterInit(monitor);
+
     FakeMainThread mainThread;
-    Event stopRequest;
     LoaderInfo::setupSignalHandling(perfMonStopCallback, nullptr, 3, 0);
     if (!platform::addConsoleCtrlHandler(perfMonConsoleCtrlHandler)) {
       logError(logger, "%s: Failed to install the console control handler: %m", "runPerfMon");
     }
-    setStopTarget(&stopRequest);
+    setPerfMonitor(&monitor);
 
-    // The monitor's start takes this place: it runs until a stop request.
-    Mutex mutex;
-    {
-      MutexLock lock(mutex);
-      stopRequest.wait(mutex);
+    if (options.test) {
+      // The self-test joins with the counter browser; until then -test runs nothing.
+      logError(logger, "%s: The self-test is not part of this build", "runPerfMon");
+    } else if (!monitor.start()) {
+      exitCode = -1;
     }
-    setStopTarget(nullptr);
+    setPerfMonitor(nullptr);
   } catch (const std::runtime_error& e) {
+    setPerfMonitor(nullptr);
     logError(logger, "%s: Failed to run Tolvik Performance Monitor: '%s'", "runPerfMon", e.what());
     exitCode = -1;
   }

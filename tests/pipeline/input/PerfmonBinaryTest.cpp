@@ -33,6 +33,8 @@ const char USAGE[] =
 const char NO_HOME[] = "runPerfMon: TOLVIK_HOME must be set.  Stopping.\n";
 
 std::wstring binary() { return fs::path(TOLVIK_PERFMON_BINARY).wstring(); }
+// The same run with one collection handed in, for runs that last.
+std::wstring withCollection() { return fs::path(TOLVIK_PERFMON_WITH_COLLECTION).wstring(); }
 
 // Standard error is a text stream on Windows; compare its lines, not its
 // line ends.
@@ -43,6 +45,9 @@ std::string withoutCarriageReturns(std::string text) {
   }
   return out;
 }
+
+// Exit code -1 as the system reports it: 255 on POSIX, 0xFFFFFFFF on Windows.
+bool isMinusOne(int exitCode) { return (exitCode & 0xFF) == 0xFF; }
 
 struct Result {
   bool finished = false;
@@ -89,6 +94,24 @@ protected:
   fs::path logFile() const { return home / "var" / "log" / "tolvik" / "tolvik-perfmon.log"; }
   std::wstring homeVariable() const { return L"TOLVIK_HOME=" + home.wstring(); }
 
+  // A scripted counter and one collection of it every 100 ms, for the test
+  // program that hands the collection to the real run.
+  std::vector<std::wstring> collectionEnvironment() const {
+    fs::path script = home / "counters.pdh";
+    std::ofstream(script) << "object Widget\ncounter Level | linear 1 1\n";
+    return {homeVariable(), L"TOLVIK_PDH_SCRIPT=" + script.wstring(), L"TOLVIK_TEST_OBJECT=Widget",
+            L"TOLVIK_TEST_COUNTERS=Level", L"TOLVIK_TEST_INTERVAL_MS=100"};
+  }
+
+  // Until the first event of the handed-in collection is on standard output.
+  static bool waitForEvent(platform::ChildProcess& child) {
+    std::string line;
+    while (child.readOutputLine(line)) {
+      if (line.find("counter=") != std::string::npos) return true;
+    }
+    return false;
+  }
+
   // Until the log says logging stands; the stop handlers follow within
   // microseconds, so a short grace period after that line is plenty.
   bool waitUntilRunning() const { return waitUntilRunning(logFile()); }
@@ -132,9 +155,8 @@ TEST_F(PerfmonBinary, WithoutHomeItStopsBeforeLogging) {
 }
 
 TEST_F(PerfmonBinary, LogsWhereTheConfigurationSays) {
-  platform::ChildProcess child;
-  ASSERT_TRUE(child.start(binary(), {L"-index", L"main", L"-bogus"}, {homeVariable()}));
-  ASSERT_TRUE(waitUntilRunning()) << readFile(logFile());
+  Result r = runTool({L"-index", L"main", L"-bogus"}, {homeVariable()});
+  ASSERT_TRUE(r.finished);
   std::string log = readFile(logFile());
   EXPECT_NE(log.find((home / "etc" / "log-cmdline.cfg").string()), std::string::npos) << log;
   // The shipped layout: date, padded level, category, message.
@@ -146,19 +168,35 @@ TEST_F(PerfmonBinary, LocalLogConfigurationWins) {
   fs::path local = home / "var" / "log" / "tolvik" / "local.log";
   std::ofstream(home / "etc" / "log-cmdline-local.cfg")
       << "appender.perfmon.fileName=${TOLVIK_HOME}/var/log/tolvik/local.log\n";
-  platform::ChildProcess child;
-  ASSERT_TRUE(child.start(binary(), {}, {homeVariable()}));
-  ASSERT_TRUE(waitUntilRunning(local)) << readFile(local);
+  Result r = runTool({}, {homeVariable()});
+  ASSERT_TRUE(r.finished);
+  EXPECT_NE(readFile(local).find("runPerfMon: Using logging configuration at"), std::string::npos);
   EXPECT_EQ(readFile(logFile()), "");
+}
+
+// The configuration store delivers no collections yet: nothing to monitor.
+TEST_F(PerfmonBinary, AnEmptyRunExitsMinus1WithNothingOnStandardOutput) {
+  Result r = runTool({L"-showzero"}, {homeVariable()});
+  ASSERT_TRUE(r.finished);
+  EXPECT_TRUE(isMinusOne(r.exitCode)) << r.exitCode;
+  EXPECT_EQ(r.output, "");
+}
+
+TEST_F(PerfmonBinary, ABrokenCounterScriptIsRefusedWithItsLine) {
+  std::ofstream(home / "bad.pdh") << "object Widget\ncounter\n";
+  Result r = runTool({}, {homeVariable(), L"TOLVIK_PDH_SCRIPT=" + (home / "bad.pdh").wstring()});
+  ASSERT_TRUE(r.finished);
+  EXPECT_TRUE(isMinusOne(r.exitCode)) << r.exitCode;
+  EXPECT_EQ(r.output, "");
+  EXPECT_NE(r.errors.find("bad.pdh:2:"), std::string::npos) << r.errors;
 }
 
 TEST_F(PerfmonBinary, ConsoleControlEndsTheRunWith0) {
   int delivered = 0;
   for (std::uint32_t code : {platform::CTRL_CODE_BREAK, platform::CTRL_CODE_INTERRUPT}) {
-    fs::remove(logFile());
     platform::ChildProcess child;
-    ASSERT_TRUE(child.start(binary(), {}, {homeVariable()}));
-    ASSERT_TRUE(waitUntilRunning()) << readFile(logFile());
+    ASSERT_TRUE(child.start(withCollection(), {}, collectionEnvironment()));
+    ASSERT_TRUE(waitForEvent(child)) << readFile(logFile());
     // Windows can aim only Ctrl-Break at one process, and not every console
     // host delivers even that.
     if (!child.sendControl(code)) continue;
@@ -166,7 +204,6 @@ TEST_F(PerfmonBinary, ConsoleControlEndsTheRunWith0) {
     int exitCode = -12345;
     ASSERT_TRUE(child.wait(TIMEOUT_MS, exitCode)) << "control code " << code;
     EXPECT_EQ(exitCode, 0) << "control code " << code;
-    EXPECT_EQ(child.output(), "");
     EXPECT_EQ(child.errors(), "");
   }
   if (delivered == 0) GTEST_SKIP() << "no console control event can be sent here";
@@ -209,7 +246,7 @@ TEST_F(PerfmonBinary, ParentAlreadyGone) {
 TEST_F(PerfmonBinary, ParentEndingDuringTheRunEndsItWith99) {
   ASSERT_TRUE(platform::adoptOrphans());
   platform::ChildProcess parent;
-  ASSERT_TRUE(parent.start(fs::path(TOLVIK_PARENT_HELPER).wstring(), {binary()}, {homeVariable()}));
+  ASSERT_TRUE(parent.start(fs::path(TOLVIK_PARENT_HELPER).wstring(), {withCollection()}, collectionEnvironment()));
   std::string line;
   ASSERT_TRUE(parent.readOutputLine(line));
   platform::OtherProcess tool;
