@@ -259,25 +259,6 @@ Utf8Char decodeLenient(const unsigned char* s, std::size_t avail) noexcept
     return {cp, need + 1, true};
 }
 
-void putUtf8(Str& out, char32_t cp)
-{
-    if (cp < 0x80) {
-        out.push_back(static_cast<char>(cp));
-    } else if (cp < 0x800) {
-        out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else if (cp < 0x10000) {
-        out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else {
-        out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    }
-}
-
 // The comparison key of the character at s: its lower-case code point, or,
 // for a malformed byte, a value above every code point.
 std::uint32_t foldedKey(const unsigned char* s, std::size_t avail, unsigned& length) noexcept
@@ -311,7 +292,7 @@ void Str::appendLower(Str& out, const char* bytes, std::size_t length)
         if (lower == c.cp)
             out.append(bytes + i, c.length);
         else
-            putUtf8(out, lower);
+            platform::appendCodePointAsUtf8(out, lower);
         i += c.length;
     }
 }

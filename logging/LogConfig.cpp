@@ -10,6 +10,7 @@
 #include "logging/PatternLayout.h"
 #include "platform/FileSystem.h"
 #include "platform/OsError.h"
+#include "platform/TextConv.h"
 
 namespace {
 
@@ -45,25 +46,6 @@ bool startsWith(std::string_view s, std::string_view prefix)
     return s.substr(0, prefix.size()) == prefix;
 }
 
-void appendUtf8(Str& out, std::uint32_t cp)
-{
-    if (cp < 0x80) {
-        out.push_back(static_cast<char>(cp));
-    } else if (cp < 0x800) {
-        out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else if (cp < 0x10000) {
-        out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else {
-        out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    }
-}
-
 // The file's text as UTF-8: a UTF-8 byte order mark is dropped, UTF-16 with
 // its mark is converted, anything else is taken as it is.
 Str decodeText(const Str& bytes)
@@ -88,7 +70,7 @@ Str decodeText(const Str& bytes)
         } else if (u >= 0xD800 && u < 0xE000) {
             u = 0xFFFD;
         }
-        appendUtf8(out, u);
+        platform::appendCodePointAsUtf8(out, u);
     }
     return out;
 }

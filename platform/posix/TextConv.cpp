@@ -12,25 +12,6 @@ namespace {
 
 constexpr char32_t replacement = 0xFFFD;
 
-void putUtf8(std::string& out, char32_t cp)
-{
-    if (cp < 0x80) {
-        out.push_back(static_cast<char>(cp));
-    } else if (cp < 0x800) {
-        out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else if (cp < 0x10000) {
-        out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else {
-        out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    }
-}
-
 }  // namespace
 
 bool appendWideAsUtf8(std::string& out, const wchar_t* text, std::size_t length)
@@ -39,7 +20,7 @@ bool appendWideAsUtf8(std::string& out, const wchar_t* text, std::size_t length)
     for (std::size_t i = 0; i < length; ++i) {
         const auto cp = static_cast<char32_t>(text[i]);
         const bool valid = cp < 0x110000 && (cp < 0xD800 || cp > 0xDFFF);
-        putUtf8(out, valid ? cp : replacement);
+        appendCodePointAsUtf8(out, valid ? cp : replacement);
     }
     return true;
 }
