@@ -3,7 +3,7 @@
 // second for --collector_seconds (default 60), while sysstat's pidstat and sar
 // sample the same things in the same run. Reports the monitor's CPU time per
 // sampling round (the time column) and the process's peak resident memory,
-// and the CPU time per round of each peer's process tree, through getrusage.
+// and the CPU time per round of each peer's process tree, through the platform's resource usage.
 // (The children's peak memory isn't reported: a child's counts the memory
 // of this process it was forked from.)
 //
@@ -11,7 +11,6 @@
 
 #include <benchmark/benchmark.h>
 #include <stdio.h>         // fopencookie
-#include <sys/resource.h>  // getrusage
 
 #include <algorithm>
 #include <cstdlib>
@@ -26,23 +25,17 @@
 #include "pdh/procfs/ProcfsPdhProvider.h"
 #include "pipeline/input/PerfMonitor.h"
 #include "platform/ChildProcess.h"
+#include "platform/ResourceUsage.h"
 
 namespace {
 
 int durationSeconds = 60;
 
-struct Usage {
-    double cpuSeconds = 0;
-    long maxRssKb = 0;
-};
-
-Usage usageOf(int who)
+platform::ResourceUsage usageOf(platform::UsageOf who)
 {
-    rusage u{};
-    getrusage(who, &u);
-    return {static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-                static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6,
-            u.ru_maxrss};
+    platform::ResourceUsage usage;
+    platform::resourceUsage(who, usage);
+    return usage;
 }
 
 // Discards the events but counts the tables, one write each.
@@ -147,9 +140,9 @@ void BM_MonitorBesidePidstatAndSar(benchmark::State& state)
             StartPeers peers(monitor, sink, stop);
             monitor.getEventLoop().schedule(peers, 2500);
 
-            const Usage before = usageOf(RUSAGE_THREAD);
+            const platform::ResourceUsage before = usageOf(platform::UsageOf::callingThread);
             const bool ran = monitor.start();
-            const Usage after = usageOf(RUSAGE_THREAD);
+            const platform::ResourceUsage after = usageOf(platform::UsageOf::callingThread);
             monitor.getEventLoop().remove(peers);
             monitor.getEventLoop().remove(stop);
             std::fclose(out);
@@ -163,18 +156,19 @@ void BM_MonitorBesidePidstatAndSar(benchmark::State& state)
 
             // Reap one peer at a time so that the children's usage tells them apart.
             int code = 0;
-            const Usage children0 = usageOf(RUSAGE_CHILDREN);
+            const platform::ResourceUsage children0 = usageOf(platform::UsageOf::waitedChildren);
             const bool pidstatOk = peers.pidstat.wait(30000, code) && code == 0;
-            const Usage children1 = usageOf(RUSAGE_CHILDREN);
+            const platform::ResourceUsage children1 = usageOf(platform::UsageOf::waitedChildren);
             const bool sarOk = peers.sar.wait(30000, code) && code == 0;
-            const Usage children2 = usageOf(RUSAGE_CHILDREN);
+            const platform::ResourceUsage children2 = usageOf(platform::UsageOf::waitedChildren);
 
             const double rounds = static_cast<double>(sink.processTables);
             state.SetIterationTime((after.cpuSeconds - before.cpuSeconds) / rounds);
             state.counters["attempts"] = attempt + 1;
             state.counters["rounds"] = rounds;
             state.counters["tables_per_round"] = static_cast<double>(sink.tables) / rounds;
-            state.counters["monitor_peak_rss_MiB"] = static_cast<double>(usageOf(RUSAGE_SELF).maxRssKb) / 1024.0;
+            const long peakKb = usageOf(platform::UsageOf::process).peakResidentKb;
+            state.counters["monitor_peak_rss_MiB"] = static_cast<double>(peakKb) / 1024.0;
             state.counters["pidstat_cpu_ms_per_round"] =
                 pidstatOk ? (children1.cpuSeconds - children0.cpuSeconds) * 1000.0 / durationSeconds : -1;
             state.counters["sar_cpu_ms_per_round"] =

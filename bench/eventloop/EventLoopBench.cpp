@@ -4,7 +4,7 @@
 // stand on are measured beside them; OsPrimitivesBench.cpp has the bare
 // system calls.
 
-#include "bench/timers/CountingNew.h"
+#include "bench/common/CountingNew.h"
 #include "eventloop/EventLoop.h"
 #include "eventloop/InThreadActor.h"
 #include "eventloop/PollableDescriptor.h"

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "CountingNew.h"
+#include "bench/common/CountingNew.h"
 #include "logging/LogConfig.h"
 #include "logging/LogStream.h"
 #include "logging/Logger.h"

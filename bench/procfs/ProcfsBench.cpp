@@ -3,15 +3,15 @@
 // /proc files, and sysstat's pidstat doing the same job.
 
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>  // getrusage: the CPU time of waited-for children
 
 #include <string>
 #include <vector>
 
-#include "bench/timers/CountingNew.h"
+#include "bench/common/CountingNew.h"
 #include "pdh/procfs/ProcfsPdhProvider.h"
 #include "pdh/procfs/ProcfsReader.h"
 #include "platform/ChildProcess.h"
+#include "platform/ResourceUsage.h"
 
 namespace {
 
@@ -103,12 +103,12 @@ void BM_BareProcReads(benchmark::State& state)
 }
 BENCHMARK(BM_BareProcReads)->Unit(benchmark::kMillisecond);
 
+// The CPU time of waited-for children.
 double childrenCpuSeconds()
 {
-    rusage usage{};
-    getrusage(RUSAGE_CHILDREN, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    platform::ResourceUsage usage;
+    platform::resourceUsage(platform::UsageOf::waitedChildren, usage);
+    return usage.cpuSeconds;
 }
 
 // The CPU time pidstat spends on `samples` readings of all processes.

@@ -1,7 +1,7 @@
 // Timer queue costs at 1k/10k/100k timers, with every allocation counted, and
 // the bare thread primitives beside them.
 
-#include "bench/timers/CountingNew.h"
+#include "bench/common/CountingNew.h"
 #include "eventloop/Event.h"
 #include "eventloop/Mutex.h"
 #include "eventloop/Thread.h"

@@ -1,17 +1,14 @@
-// Replaces the global operator new to count allocations. Kept apart from the
-// benchmarks so that the optimiser doesn't pair our new with the library's
-// deletes and warn about a mismatch.
+// Kept apart from the benchmarks so that the compiler can't pair the
+// replaced operators with malloc and free across inlining.
 
-#include "CountingNew.h"
+#include "bench/common/CountingNew.h"
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
 
 namespace {
-
 std::atomic<std::uint64_t> allocations{0};
-
 }  // namespace
 
 std::uint64_t allocationCount()
@@ -22,8 +19,7 @@ std::uint64_t allocationCount()
 void* operator new(std::size_t size)
 {
     allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size))
-        return p;
+    if (void* p = std::malloc(size ? size : 1)) return p;
     throw std::bad_alloc();
 }
 
