@@ -1,11 +1,12 @@
 #include "pipeline/input/PerfMonitor.h"
 
 #include "logging/Logger.h"
+#include "pipeline/input/PerfmonLog.h"
 #include "pipeline/input/PerfmonHelper.h"
 
 namespace {
 
-Logger logger("tolvik-perfmon", false, 0, 0);
+Logger& logger = perfmonLogger;
 
 // Items between ";" separators, untrimmed, empty ones kept; none for an empty string.
 std::vector<std::wstring> splitItems(const std::wstring& text)

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "logging/Logger.h"
+#include "pipeline/input/PerfmonLog.h"
 #include "pipeline/input/PerfmonHelper.h"
 #include "pipeline/input/ResultToMultikvStdout.h"
 #include "pipeline/input/ResultToStdout.h"
@@ -10,17 +11,7 @@
 
 namespace {
 
-Logger logger("tolvik-perfmon", false, 0, 0);
-
-unsigned code(PDH_STATUS status)
-{
-    return static_cast<unsigned>(status);
-}
-
-bool is(PDH_STATUS status, DWORD value)
-{
-    return static_cast<DWORD>(status) == value;
-}
+Logger& logger = perfmonLogger;
 
 // Paths go to DEBUG lines on every tick: convert them only when those are wanted.
 bool debugging()
@@ -43,10 +34,10 @@ bool readArray(const CounterEntry& copy, IResultOutput& output, const Str& times
     DWORD count = 0;
     status = pdh::PdhGetFormattedCounterArrayW(copy.handle, PDH_FMT_DOUBLE, &size, &count, nullptr);
     if (debugging()) {
-        logDebug(logger, "\nPdhGetFormattedCounterArrayW returned 0x%x  %d %d for counter '%s'.\n", code(status),
+        logDebug(logger, "\nPdhGetFormattedCounterArrayW returned 0x%x  %d %d for counter '%s'.\n", pdhCode(status),
                  static_cast<int>(size), static_cast<int>(count), utf8(copy.path).c_str());
     }
-    if (!is(status, PDH_MORE_DATA)) {
+    if (!pdhIs(status, PDH_MORE_DATA)) {
         return false;
     }
     size += 1024;
@@ -57,7 +48,7 @@ bool readArray(const CounterEntry& copy, IResultOutput& output, const Str& times
     }
     status = pdh::PdhGetFormattedCounterArrayW(copy.handle, PDH_FMT_DOUBLE, &size, &count, items);
     if (debugging()) {
-        logDebug(logger, "\nPdhGetFormattedCounterArrayW returned 0x%x %d %d for counter '%s'.\n", code(status),
+        logDebug(logger, "\nPdhGetFormattedCounterArrayW returned 0x%x %d %d for counter '%s'.\n", pdhCode(status),
                  static_cast<int>(size), static_cast<int>(count), utf8(copy.path).c_str());
     }
     if (status == 0) {
@@ -117,7 +108,7 @@ void collectQueryData(const PerfmonOptions* options, PDH_HQUERY query, const std
     const Str timestamp = formatTimestamp(platform::localTimeNow(), bias, daylightBias);
 
     const PDH_STATUS collected = pdh::PdhCollectQueryData(query);
-    if (is(collected, PDH_NO_DATA)) {
+    if (pdhIs(collected, PDH_NO_DATA)) {
         for (const CounterEntry& entry : entries) {
             logDebug(logger, "No data has been collected for query for object '%s'.\n", utf8(entry.path).c_str());
         }
@@ -125,7 +116,7 @@ void collectQueryData(const PerfmonOptions* options, PDH_HQUERY query, const std
     }
     if (collected != 0) {
         logError(logger, "%s: PdhCollectQueryData failed with status (0x%x) for counter '%s'.\n",
-                 "PerfmonHelper::collectQueryData", code(collected),
+                 "PerfmonHelper::collectQueryData", pdhCode(collected),
                  entries.empty() ? "" : utf8(entries.front().path).c_str());
         return;
     }
@@ -139,7 +130,7 @@ void collectQueryData(const PerfmonOptions* options, PDH_HQUERY query, const std
         DWORD type = 0;
         PDH_FMT_COUNTERVALUE value{};
         PDH_STATUS status = pdh::PdhGetFormattedCounterValue(copy.handle, PDH_FMT_DOUBLE, &type, &value);
-        if (is(status, PDH_INVALID_ARGUMENT) || is(status, PDH_CSTATUS_INVALID_DATA)) {
+        if (pdhIs(status, PDH_INVALID_ARGUMENT) || pdhIs(status, PDH_CSTATUS_INVALID_DATA)) {
             bool noMemory = false;
             const bool finished = readArray(copy, *output, timestamp, status, noMemory);
             if (noMemory) {
@@ -151,17 +142,17 @@ void collectQueryData(const PerfmonOptions* options, PDH_HQUERY query, const std
             }
         }
 
-        if (is(status, PDH_INVALID_DATA) || is(status, PDH_NO_DATA)) {
+        if (pdhIs(status, PDH_INVALID_DATA) || pdhIs(status, PDH_NO_DATA)) {
             if (debugging()) {
                 logDebug(logger, "%s: PdhGetFormattedCounterValue for counter '%s' returned status (0x%x): %s",
-                         "PerfmonHelper::collectQueryData", utf8(copy.path).c_str(), code(status),
+                         "PerfmonHelper::collectQueryData", utf8(copy.path).c_str(), pdhCode(status),
                          getPdhErr(status).c_str());
             }
             continue;
         }
-        if (status != 0 && !is(status, PDH_CALC_NEGATIVE_VALUE)) {
+        if (status != 0 && !pdhIs(status, PDH_CALC_NEGATIVE_VALUE)) {
             logError(logger, "%s: PdhGetFormattedCounterValue for counter '%s' failed with status (0x%x): %s",
-                     "PerfmonHelper::collectQueryData", utf8(copy.path).c_str(), code(status),
+                     "PerfmonHelper::collectQueryData", utf8(copy.path).c_str(), pdhCode(status),
                      getPdhErr(status).c_str());
             continue;
         }

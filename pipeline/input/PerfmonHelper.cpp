@@ -4,22 +4,13 @@
 #include <memory>
 
 #include "logging/Logger.h"
+#include "pipeline/input/PerfmonLog.h"
 #include "pdh/PdhMessage.h"
 #include "platform/OsError.h"
 
 namespace {
 
-Logger logger("tolvik-perfmon", false, 0, 0);
-
-unsigned code(PDH_STATUS status)
-{
-    return static_cast<unsigned>(status);
-}
-
-bool is(PDH_STATUS status, DWORD value)
-{
-    return static_cast<DWORD>(status) == value;
-}
+Logger& logger = perfmonLogger;
 
 Str utf8(const std::wstring& text)
 {
@@ -135,7 +126,7 @@ struct ParsedPath {
         DWORD size = 0;
         firstStatus = pdh::PdhParseCounterPathW(path.c_str(), nullptr, &size, 0);
         status = firstStatus;
-        if (!is(firstStatus, PDH_MORE_DATA)) {
+        if (!pdhIs(firstStatus, PDH_MORE_DATA)) {
             return false;
         }
         if (!buffer.allocate(size)) {
@@ -184,7 +175,7 @@ PDH_HQUERY initQueryHandle()
     const PDH_STATUS status = pdh::PdhOpenQueryA(nullptr, 0, &query);
     if (status != 0) {
         logError(logger, "%s: PdhOpenQuery failed with status (0x%x): %s", "PerfmonHelper::initQueryHandle",
-                 code(status), getPdhErr(status).c_str());
+                 pdhCode(status), getPdhErr(status).c_str());
         return nullptr;
     }
     return query;
@@ -193,7 +184,7 @@ PDH_HQUERY initQueryHandle()
 bool isObjectValid(const std::wstring& object)
 {
     ObjectItems items(std::wstring(), object);
-    return !is(items.size(), PDH_CSTATUS_NO_OBJECT);
+    return !pdhIs(items.size(), PDH_CSTATUS_NO_OBJECT);
 }
 
 bool enumObjectNames(const std::wstring& machine, std::vector<Str>& out)
@@ -201,8 +192,8 @@ bool enumObjectNames(const std::wstring& machine, std::vector<Str>& out)
     LPCWSTR machineArg = machine.empty() ? nullptr : machine.c_str();
     DWORD size = 0;
     PDH_STATUS status = pdh::PdhEnumObjectsW(nullptr, machineArg, nullptr, &size, DETAIL_LEVEL, 1);
-    if (!is(status, PDH_MORE_DATA)) {
-        logError(logger, "%s: PdhEnumObjects failed with (0x%x): %s", "PerfmonHelper::enumObjectNames", code(status),
+    if (!pdhIs(status, PDH_MORE_DATA)) {
+        logError(logger, "%s: PdhEnumObjects failed with (0x%x): %s", "PerfmonHelper::enumObjectNames", pdhCode(status),
                  getPdhErr(status).c_str());
         return false;
     }
@@ -212,7 +203,7 @@ bool enumObjectNames(const std::wstring& machine, std::vector<Str>& out)
     if (status != 0) {
         // The stray "%0x" takes the status once more, so that the arguments line up.
         logError(logger, "%s: Second PdhEnumObjectItems failed with (%0x%x): %s", "PerfmonHelper::enumObjectNames",
-                 code(status), code(status), getPdhErr(status).c_str());
+                 pdhCode(status), pdhCode(status), getPdhErr(status).c_str());
         return false;
     }
     forEachName(list, [&](const std::wstring& name) { out.push_back(utf8(name)); });
@@ -257,7 +248,7 @@ void addCounterToList(const std::wstring& object, std::wstring instance, std::ws
     if (!ok || !present(parsed.elements()->szObjectName) || !present(parsed.elements()->szCounterName)) {
         logError(logger,
                  "PdhParseCounterPath returned error 0x%x or there are no counters to be monitored for '%s'.\n",
-                 code(parsed.status), utf8(object).c_str());
+                 pdhCode(parsed.status), utf8(object).c_str());
         return;
     }
     const PDH_COUNTER_PATH_ELEMENTS_W* e = parsed.elements();
@@ -272,13 +263,13 @@ void addWildCardToList(const std::wstring& /*host*/, const std::wstring& path, s
 {
     ParsedPath parsed;
     const bool ok = parsed.parse(path);
-    if (!is(parsed.firstStatus, PDH_MORE_DATA) || parsed.noMemory) {
+    if (!pdhIs(parsed.firstStatus, PDH_MORE_DATA) || parsed.noMemory) {
         return;
     }
     const PDH_COUNTER_PATH_ELEMENTS_W* e = parsed.elements();
     if (!ok || !present(e->szMachineName) || !present(e->szObjectName) || !present(e->szCounterName)) {
         logError(logger, "%s - PdhParseCounterPath returned error 0x%x for counter '%s'.\n",
-                 "PerfmonHelper::addWildCardToList", ok ? 0u : code(parsed.status), utf8(path).c_str());
+                 "PerfmonHelper::addWildCardToList", ok ? 0u : pdhCode(parsed.status), utf8(path).c_str());
         return;
     }
     enumObjectByNameEx(e->szMachineName, e->szObjectName, e->szCounterName,
@@ -292,14 +283,14 @@ void getAllCounters(const std::wstring& object, std::vector<std::wstring>& out)
     }
     ObjectItems items(std::wstring(), object);
     PDH_STATUS status = items.size();
-    if (!is(status, PDH_MORE_DATA)) {
-        logError(logger, "PdhEnumObjectItems returned error 0x%x for object %s.\n", code(status),
+    if (!pdhIs(status, PDH_MORE_DATA)) {
+        logError(logger, "PdhEnumObjectItems returned error 0x%x for object %s.\n", pdhCode(status),
                  utf8(object).c_str());
         return;
     }
     status = items.read();
     if (status != 0) {
-        logError(logger, "PdhEnumObjectItems failed with error 0x%x for '%s'.\n", code(status), utf8(object).c_str());
+        logError(logger, "PdhEnumObjectItems failed with error 0x%x for '%s'.\n", pdhCode(status), utf8(object).c_str());
     }
     forEachName(items.counters, [&](const std::wstring& name) { out.push_back(name); });
 }
@@ -311,20 +302,20 @@ void getAllInstances(const std::wstring& object, std::map<std::wstring, std::int
     }
     // Refreshing the system's list is what lets instances that appeared since the start be seen.
     PDH_STATUS status = pdh::PdhEnumObjectsA(nullptr, nullptr, nullptr, nullptr, DETAIL_LEVEL, 1);
-    if (status != 0 && !is(status, PDH_MORE_DATA)) {
-        logDebug(logger, "\n%s - PdhEnumObjects returned 0x%x", "PerfmonHelper::getAllInstances", code(status));
+    if (status != 0 && !pdhIs(status, PDH_MORE_DATA)) {
+        logDebug(logger, "\n%s - PdhEnumObjects returned 0x%x", "PerfmonHelper::getAllInstances", pdhCode(status));
         return;
     }
     ObjectItems items(std::wstring(), object);
     status = items.size();
-    if (!is(status, PDH_MORE_DATA)) {
-        logError(logger, "PdhEnumObjectItems returned error 0x%x for object '%s'.\n", code(status),
+    if (!pdhIs(status, PDH_MORE_DATA)) {
+        logError(logger, "PdhEnumObjectItems returned error 0x%x for object '%s'.\n", pdhCode(status),
                  utf8(object).c_str());
         return;
     }
     status = items.read();
     if (status != 0) {
-        logError(logger, "PdhEnumObjectItems failed with error 0x%x for '%s.\n'", code(status), utf8(object).c_str());
+        logError(logger, "PdhEnumObjectItems failed with error 0x%x for '%s.\n'", pdhCode(status), utf8(object).c_str());
     }
     std::map<std::wstring, int> seen;
     forEachName(items.instances, [&](const std::wstring& name) { out[numbered(seen, name)] = 1; });
@@ -335,15 +326,15 @@ void enumObjectByNameEx(const std::wstring& machine, const std::wstring& object,
 {
     ObjectItems items(machine, object);
     PDH_STATUS status = items.size();
-    if (!is(status, PDH_MORE_DATA)) {
+    if (!pdhIs(status, PDH_MORE_DATA)) {
         logError(logger, "%s: PdhEnumObjectItems failed for object - '%s' with error (0x%x): %s",
-                 "PerfmonHelper::enumObjectByNameEx", utf8(object).c_str(), code(status), getPdhErr(status).c_str());
+                 "PerfmonHelper::enumObjectByNameEx", utf8(object).c_str(), pdhCode(status), getPdhErr(status).c_str());
         return;
     }
     status = items.read();
     if (status != 0) {
         logError(logger, "%s: Second PdhEnumObjectItems failed for object - '%s' with error (%0x%x): %s",
-                 "PerfmonHelper::enumObjectByNameEx", utf8(object).c_str(), code(status), code(status),
+                 "PerfmonHelper::enumObjectByNameEx", utf8(object).c_str(), pdhCode(status), pdhCode(status),
                  getPdhErr(status).c_str());
         return;
     }
@@ -379,15 +370,15 @@ bool enumObjectByNameEx(const std::wstring& machine, const std::wstring& object,
 {
     ObjectItems items(machine, object);
     PDH_STATUS status = items.size();
-    if (!is(status, PDH_MORE_DATA)) {
+    if (!pdhIs(status, PDH_MORE_DATA)) {
         logError(logger, "%s: PdhEnumObjectItems failed for '%s' with (0x%x): %s", "PerfmonHelper::enumObjectByNameEx",
-                 utf8(object).c_str(), code(status), getPdhErr(status).c_str());
+                 utf8(object).c_str(), pdhCode(status), getPdhErr(status).c_str());
         return false;
     }
     status = items.read();
     if (status != 0) {
         logError(logger, "%s: Second PdhEnumObjectItems failed for '%s'with (%0x%x): %s",
-                 "PerfmonHelper::enumObjectByNameEx", utf8(object).c_str(), code(status), code(status),
+                 "PerfmonHelper::enumObjectByNameEx", utf8(object).c_str(), pdhCode(status), pdhCode(status),
                  getPdhErr(status).c_str());
         return false;
     }
@@ -430,7 +421,7 @@ bool addPdhCounter(PDH_HQUERY query, CounterEntry& entry)
         entry.handle = counter;
         return true;
     }
-    logError(logger, "Unable to add counter '%s'  error 0x%x\n", utf8(wildcard).c_str(), code(status));
+    logError(logger, "Unable to add counter '%s'  error 0x%x\n", utf8(wildcard).c_str(), pdhCode(status));
     return false;
 }
 
@@ -438,7 +429,7 @@ Str getCounterDescription(PDH_HCOUNTER counter)
 {
     DWORD size = 0;
     PDH_STATUS status = pdh::PdhGetCounterInfoW(counter, 1, &size, nullptr);
-    if (!is(status, PDH_MORE_DATA)) {
+    if (!pdhIs(status, PDH_MORE_DATA)) {
         return Str();
     }
     ZeroedBuffer buffer;

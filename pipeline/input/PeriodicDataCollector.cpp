@@ -1,12 +1,13 @@
 #include "pipeline/input/PeriodicDataCollector.h"
 
 #include "logging/Logger.h"
+#include "pipeline/input/PerfmonLog.h"
 #include "pipeline/input/PerfmonCollect.h"
 #include "pipeline/input/PerfmonHelper.h"
 
 namespace {
 
-Logger logger("tolvik-perfmon", false, 0, 0);
+Logger& logger = perfmonLogger;
 
 }  // namespace
 

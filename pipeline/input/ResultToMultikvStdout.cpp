@@ -3,10 +3,11 @@
 #include <algorithm>
 
 #include "logging/Logger.h"
+#include "pipeline/input/PerfmonLog.h"
 
 namespace {
 
-Logger logger("tolvik-perfmon", false, 0, 0);
+Logger& logger = perfmonLogger;
 
 constexpr char SOURCE_PREFIX[] = "PerfmonMk";
 
