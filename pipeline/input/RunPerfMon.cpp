@@ -1,6 +1,7 @@
 #include "pipeline/input/RunPerfMon.h"
 
 #include "eventloop/Thread.h"
+#include "foundation/ComponentException.h"
 #include "foundation/LoaderInfo.h"
 #include "foundation/Pathname.h"
 #include "logging/LogConfig.h"
@@ -37,6 +38,13 @@ void stopPerfMonitor() {
 // Crash reports will be written into `directory` once the crash reporter is
 // part of the build; nothing else needs setting up before then.
 void installCrashHandlers(const Pathname& /*directory*/) {}
+
+// What both catch clauses of runPerfMon do.
+int failedRun(const std::exception& e) {
+  setPerfMonitor(nullptr);
+  logError(logger, "%s: Failed to run Tolvik Performance Monitor: '%s'", "runPerfMon", e.what());
+  return -1;
+}
 
 }  // namespace
 
@@ -110,10 +118,10 @@ int runPerfMon(const wchar_t* const* argv, int argc, const std::function<void(Pe
       exitCode = -1;
     }
     setPerfMonitor(nullptr);
+  } catch (const ComponentException& e) {
+    exitCode = failedRun(e);
   } catch (const std::runtime_error& e) {
-    setPerfMonitor(nullptr);
-    logError(logger, "%s: Failed to run Tolvik Performance Monitor: '%s'", "runPerfMon", e.what());
-    exitCode = -1;
+    exitCode = failedRun(e);
   }
   return exitCode;
 }
