@@ -1,5 +1,7 @@
 #include "pdh/ScriptedPdhProvider.h"
 
+#include "pdh/PdhBuffers.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -811,33 +813,16 @@ PDH_STATUS ScriptedPdhProvider::getCounterInfoW(PDH_HCOUNTER counter, BOOLEAN re
     if (injected("PdhGetCounterInfoW", c->fullPath, collects, s)) {
         return s;
     }
-    const std::wstring instance = c->path.fullInstance();
-    const std::wstring* strings[] = {&c->fullPath, &c->path.machine, &c->path.object, &instance,
-                                     &c->path.counter, &c->counter->explain};
-    const bool present[] = {true, true, true, c->path.hasInstance, true, retrieveExplainText != 0};
-    std::size_t needed = sizeof(PDH_COUNTER_INFO_W);
-    for (int i = 0; i < 6; ++i) {
-        needed += present[i] ? (strings[i]->size() + 1) * sizeof(wchar_t) : 0;
-    }
-    if (info == nullptr || *bufferSize < needed) {
-        *bufferSize = static_cast<DWORD>(needed);
-        return status(PDH_MORE_DATA);
-    }
-    std::memset(static_cast<void*>(info), 0, needed);
-    info->dwLength = static_cast<DWORD>(needed);
-    info->dwType = c->counter->rate ? TYPE_RATE : TYPE_RAW;
-    LPWSTR* fields[] = {&info->szFullPath, &info->CounterPath.szMachineName, &info->CounterPath.szObjectName,
-                        &info->CounterPath.szInstanceName, &info->CounterPath.szCounterName, &info->szExplainText};
-    auto* text = reinterpret_cast<wchar_t*>(reinterpret_cast<char*>(info) + sizeof(PDH_COUNTER_INFO_W));
-    for (int i = 0; i < 6; ++i) {
-        if (present[i]) {
-            *fields[i] = text;
-            std::memcpy(text, strings[i]->c_str(), (strings[i]->size() + 1) * sizeof(wchar_t));
-            text += strings[i]->size() + 1;
-        }
-    }
-    *bufferSize = static_cast<DWORD>(needed);
-    return 0;
+    PdhCounterInfoText text;
+    text.fullPath = c->fullPath;
+    text.machine = c->path.machine;
+    text.object = c->path.object;
+    text.hasInstance = c->path.hasInstance;
+    text.instance = c->path.fullInstance();
+    text.counter = c->path.counter;
+    text.hasExplain = retrieveExplainText != 0;
+    text.explain = c->counter->explain;
+    return pdhWriteCounterInfo(text, c->counter->rate ? TYPE_RATE : TYPE_RAW, bufferSize, info);
 }
 
 PDH_STATUS ScriptedPdhProvider::browseCountersW(PPDH_BROWSE_DLG_CONFIG_W /*config*/)
