@@ -21,24 +21,6 @@
 
 namespace {
 
-// Allocations made inside the timed rounds only, per round.
-class AllocationCounter {
-public:
-    explicit AllocationCounter(benchmark::State& s) : state(s) {}
-    ~AllocationCounter()
-    {
-        state.counters["allocs/iter"] =
-            benchmark::Counter(static_cast<double>(total) / static_cast<double>(state.iterations()));
-    }
-    void begin() { start = allocationCount(); }
-    void end() { total += allocationCount() - start; }
-
-private:
-    benchmark::State& state;
-    std::uint64_t start = 0;
-    std::uint64_t total = 0;
-};
-
 class NoopActor : public InThreadActor {
 public:
     void run() override { ++runs; }

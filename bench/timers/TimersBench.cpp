@@ -31,25 +31,6 @@ std::vector<std::uint64_t> randomDelays(std::size_t n)
     return delays;
 }
 
-// Counts the allocations made by the timed work itself, leaving out the
-// framework's own between iterations.
-class AllocationCounter {
-public:
-    explicit AllocationCounter(benchmark::State& s) : state(s) {}
-    ~AllocationCounter()
-    {
-        state.counters["allocs/iter"] =
-            benchmark::Counter(static_cast<double>(total) / static_cast<double>(state.iterations()));
-    }
-    void begin() { start = allocationCount(); }
-    void end() { total += allocationCount() - start; }
-
-private:
-    benchmark::State& state;
-    std::uint64_t start = 0;
-    std::uint64_t total = 0;
-};
-
 // Schedule n timers, then fire them all in one pass.
 void BM_ScheduleAndFireAll(benchmark::State& state)
 {
