@@ -222,6 +222,9 @@ PDH_STATUS ProcfsPdhProvider::closeQuery(PDH_HQUERY query)
         counters.erase(c.get());
     }
     queries.erase(it);
+    if (queries.empty()) {
+        sampler.release();
+    }
     return 0;
 }
 

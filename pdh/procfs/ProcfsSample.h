@@ -147,6 +147,8 @@ public:
     void readProcesses(ProcfsSample& sample);
     // Reads what process.need asks beyond stat.
     void readProcessDetails(ProcfsProcess& process);
+    // Closes the files held open for later samples.
+    void release() { reader.release(); }
 
 private:
     void readStat(ProcfsSample& s);

@@ -487,8 +487,19 @@ TEST(ProcfsPdhProvider, PathsObjectsAndExplainTexts)
     }
 }
 
+// Open descriptors of this process.
+std::size_t openFiles()
+{
+    std::size_t n = 0;
+    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator("/proc/self/fd")) {
+        ++n;
+    }
+    return n;
+}
+
 TEST(ProcfsPdhProvider, LiveSystemIsPlausible)
 {
+    const std::size_t filesBefore = openFiles();
     ProcfsPdhProvider provider{ProcfsPdhProvider::Options()};
     PDH_HQUERY query = nullptr;
     provider.openQueryA(nullptr, 0, &query);
@@ -519,6 +530,7 @@ TEST(ProcfsPdhProvider, LiveSystemIsPlausible)
     std::string key;
     double totalKb = 0;
     meminfo >> key >> totalKb;
+    meminfo.close();
     ASSERT_EQ("MemTotal:", key);
     EXPECT_GT(v[3], 0.0);
     EXPECT_LT(v[3], totalKb * 1024);
@@ -532,6 +544,11 @@ TEST(ProcfsPdhProvider, LiveSystemIsPlausible)
     ASSERT_EQ(0, provider.getFormattedCounterArrayW(c[5], PDH_FMT_DOUBLE, &size, &count, items));
     EXPECT_GT(count, 2u);
     EXPECT_DOUBLE_EQ(1.0, items[0].FmtValue.doubleValue);  // init, lowest pid
+
+    // The files kept open for the next collect are closed with the last query.
+    EXPECT_GT(openFiles(), filesBefore + count);
+    ASSERT_EQ(0, provider.closeQuery(query));
+    EXPECT_EQ(filesBefore, openFiles());
 }
 
 }  // namespace
