@@ -254,6 +254,16 @@ PDH_STATUS ProcfsPdhProvider::addCounterW(PDH_HQUERY query, LPCWSTR fullCounterP
 
 void ProcfsPdhProvider::markProcessNeeds(Query& q, ProcfsSample& s)
 {
+    // Positions of the processes by name, each name's in ascending pid: the
+    // n-th of a name is found without a walk over every process, which a
+    // collection of every process by name would do once per counter.
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    const auto nameLess = [&](const std::string& a, const std::string& b) {
+        return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                            [&](char x, char y) { return lower(x) < lower(y); });
+    };
+    byName.clear();
+    bool indexed = false;
     unsigned everyone = 0;
     for (const auto& c : q.counters) {
         const unsigned details = c->def().sources & (SOURCE_PROC_STATUS | SOURCE_PROC_IO | SOURCE_PROC_FD);
@@ -264,13 +274,29 @@ void ProcfsPdhProvider::markProcessNeeds(Query& q, ProcfsSample& s)
             everyone |= details;
             continue;
         }
-        unsigned seen = 0;
-        for (std::size_t i = 0; i < s.processes.count; ++i) {
-            ProcfsProcess& p = s.processes.entries[i];
-            if (c->wildcard ? globMatches(c->ref.name, p.name)
-                            : procfsNameEquals(p.name, c->ref.name) && seen++ == c->ref.index) {
-                p.need |= details;
+        if (c->wildcard) {
+            for (std::size_t i = 0; i < s.processes.count; ++i) {
+                ProcfsProcess& p = s.processes.entries[i];
+                p.need |= globMatches(c->ref.name, p.name) ? details : 0u;
             }
+            continue;
+        }
+        if (!indexed) {
+            for (std::size_t i = 0; i < s.processes.count; ++i) {
+                byName.push_back(i);
+            }
+            std::stable_sort(byName.begin(), byName.end(), [&](std::size_t a, std::size_t b) {
+                return nameLess(s.processes.entries[a].name, s.processes.entries[b].name);
+            });
+            indexed = true;
+        }
+        const auto first = std::lower_bound(byName.begin(), byName.end(), c->ref.name,
+                                            [&](std::size_t i, const std::string& name) {
+                                                return nameLess(s.processes.entries[i].name, name);
+                                            });
+        const auto at = first + std::min<std::ptrdiff_t>(c->ref.index, byName.end() - first);
+        if (at != byName.end() && procfsNameEquals(s.processes.entries[*at].name, c->ref.name)) {
+            s.processes.entries[*at].need |= details;
         }
     }
     for (std::size_t i = 0; i < s.processes.count; ++i) {

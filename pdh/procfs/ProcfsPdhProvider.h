@@ -76,4 +76,5 @@ private:
     ProcfsSample nothing;  // the earlier sample of a listing
     std::vector<std::unique_ptr<Query>> queries;
     std::unordered_set<const void*> counters;
+    std::vector<std::size_t> byName;  // process positions by name, rebuilt each collect
 };

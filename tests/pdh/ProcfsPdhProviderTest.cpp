@@ -370,7 +370,7 @@ TEST(ProcfsPdhProvider, ProcessesByNameAndNumber)
                    L"IO Write Operations/sec"});
     pdh.add(L"\\Process", {L"(_Total)\\% Processor Time", L"(BASH#1)\\ID Process", L"(kworker/0:1)\\Thread Count",
                             L"(my (prog))\\Virtual Bytes", L"(my (prog))\\ID Process",
-                            L"(my (prog))\\IO Write Bytes/sec"});
+                            L"(my (prog))\\IO Write Bytes/sec", L"(BASH#1)\\Handle Count", L"(bash#2)\\Handle Count"});
     ASSERT_EQ(0, pdh.collect());
     EXPECT_EQ(INVALID_DATA, pdh.read(second).status);
     std::vector<std::pair<std::wstring, double>> items;
@@ -394,6 +394,8 @@ TEST(ProcfsPdhProvider, ProcessesByNameAndNumber)
     EXPECT_DOUBLE_EQ(92.0, pdh.value(bash + L"Elapsed Time"));
     EXPECT_DOUBLE_EQ(3.0, pdh.value(L"\\Process(kworker/0:1)\\Thread Count"));
     EXPECT_DOUBLE_EQ(4.0, pdh.value(bash + L"Handle Count"));
+    EXPECT_DOUBLE_EQ(0.0, pdh.value(L"\\Process(BASH#1)\\Handle Count"));  // read for the second of the name
+    EXPECT_EQ(PDH_CSTATUS_NO_INSTANCE, pdh.read(pdh.counters[L"\\Process(bash#2)\\Handle Count"]).cstatus);
     EXPECT_DOUBLE_EQ(100.0 * 1024, pdh.value(bash + L"Working Set"));
     EXPECT_DOUBLE_EQ(200.0 * 1024, pdh.value(bash + L"Working Set Peak"));
     EXPECT_DOUBLE_EQ(320.0 * 1024, pdh.value(bash + L"Private Bytes"));
