@@ -126,13 +126,12 @@ void collectQueryData(const PerfmonOptions* options, PDH_HQUERY query, const std
     }
 
     for (const CounterEntry& entry : entries) {
-        CounterEntry copy = entry;
         DWORD type = 0;
         PDH_FMT_COUNTERVALUE value{};
-        PDH_STATUS status = pdh::PdhGetFormattedCounterValue(copy.handle, PDH_FMT_DOUBLE, &type, &value);
+        PDH_STATUS status = pdh::PdhGetFormattedCounterValue(entry.handle, PDH_FMT_DOUBLE, &type, &value);
         if (pdhIs(status, PDH_INVALID_ARGUMENT) || pdhIs(status, PDH_CSTATUS_INVALID_DATA)) {
             bool noMemory = false;
-            const bool finished = readArray(copy, *output, timestamp, status, noMemory);
+            const bool finished = readArray(entry, *output, timestamp, status, noMemory);
             if (noMemory) {
                 output->completeOutput();
                 return;
@@ -145,14 +144,14 @@ void collectQueryData(const PerfmonOptions* options, PDH_HQUERY query, const std
         if (pdhIs(status, PDH_INVALID_DATA) || pdhIs(status, PDH_NO_DATA)) {
             if (debugging()) {
                 logDebug(logger, "%s: PdhGetFormattedCounterValue for counter '%s' returned status (0x%x): %s",
-                         "PerfmonHelper::collectQueryData", utf8(copy.path).c_str(), pdhCode(status),
+                         "PerfmonHelper::collectQueryData", utf8(entry.path).c_str(), pdhCode(status),
                          getPdhErr(status).c_str());
             }
             continue;
         }
         if (status != 0 && !pdhIs(status, PDH_CALC_NEGATIVE_VALUE)) {
             logError(logger, "%s: PdhGetFormattedCounterValue for counter '%s' failed with status (0x%x): %s",
-                     "PerfmonHelper::collectQueryData", utf8(copy.path).c_str(), pdhCode(status),
+                     "PerfmonHelper::collectQueryData", utf8(entry.path).c_str(), pdhCode(status),
                      getPdhErr(status).c_str());
             continue;
         }
@@ -162,16 +161,16 @@ void collectQueryData(const PerfmonOptions* options, PDH_HQUERY query, const std
             if (options->showZero == 0 && v == 0.0) {
                 continue;
             }
-            // lastValue of the kept entry never changes, so this drops the zeros.
-            if (options->displayIfChanged != 0 && v == copy.lastValue) {
+            // An entry's lastValue is never updated (the long-standing
+            // behaviour): this compares with 0.0 and so drops the zeros.
+            if (options->displayIfChanged != 0 && v == entry.lastValue) {
                 continue;
             }
         }
-        output->addResult(copy, &v, timestamp);
-        copy.lastValue = v;
+        output->addResult(entry, &v, timestamp);
         if (debugging()) {
             logDebug(logger, "Location 2 Calling result handler to display values for counter '%s'",
-                     utf8(copy.path).c_str());
+                     utf8(entry.path).c_str());
         }
     }
     output->completeOutput();
