@@ -17,8 +17,22 @@ constexpr char32_t replacement = 0xFFFD;
 bool appendWideAsUtf8(std::string& out, const wchar_t* text, std::size_t length)
 {
     out.reserve(out.size() + length);
-    for (std::size_t i = 0; i < length; ++i) {
-        const auto cp = static_cast<char32_t>(text[i]);
+    std::size_t i = 0;
+    while (i < length) {
+        // Runs of ASCII, most of any text here, are copied a run at a time.
+        std::size_t run = i;
+        while (run < length && static_cast<std::uint32_t>(text[run]) < 0x80) {
+            ++run;
+        }
+        if (run > i) {
+            const std::size_t at = out.size();
+            out.resize(at + (run - i));
+            for (char* p = out.data() + at; i < run; ++i, ++p) {
+                *p = static_cast<char>(text[i]);
+            }
+            continue;
+        }
+        const auto cp = static_cast<char32_t>(text[i++]);
         const bool valid = cp < 0x110000 && (cp < 0xD800 || cp > 0xDFFF);
         appendCodePointAsUtf8(out, valid ? cp : replacement);
     }
