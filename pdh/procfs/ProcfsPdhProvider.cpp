@@ -197,7 +197,7 @@ const ProcfsSample& ProcfsPdhProvider::listInstances(const ProcfsObjectDef& obje
     listing.sources = procfsInstanceSources(object);
     sampler.readSystem(listing, nothing);
     if (listing.sources & SOURCE_PROCESSES) {
-        sampler.readProcesses(listing);
+        sampler.listProcesses(listing);
     }
     return listing;
 }

@@ -206,7 +206,7 @@ bool ProcfsReader::read(std::string_view p, std::string_view& text)
 bool ProcfsReader::readPid(int pid, std::string_view file, std::string_view& text)
 {
     const std::string& full = pathOf(pid, file);
-    const int slot = file == "stat" ? 0 : file == "status" ? 1 : file == "io" ? 2 : -1;
+    const int slot = file == "stat" ? 0 : file == "status" ? 1 : file == "io" ? 2 : file == "comm" ? 3 : -1;
     if (!holdProc || slot < 0) {
         return readFile(full, text);
     }

@@ -49,9 +49,9 @@ public:
     std::size_t heldFiles() const { return held; }
 
 private:
-    // The files held for one process: stat, status, io and its fd directory.
+    // The files held for one process: stat, status, io, comm and its fd directory.
     struct PidFiles {
-        int files[3] = {-1, -1, -1};
+        int files[4] = {-1, -1, -1, -1};
         DIR* fdDirectory = nullptr;
     };
 

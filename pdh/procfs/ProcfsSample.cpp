@@ -383,6 +383,24 @@ void ProcfsSampler::readProcesses(ProcfsSample& s)
     }
 }
 
+void ProcfsSampler::listProcesses(ProcfsSample& s)
+{
+    s.processes.count = 0;
+    s.processes.ok = reader.listPids(pids);
+    s.pidCountOk = s.processes.ok;
+    s.pidCount = pids.size();
+    std::string_view text;
+    for (const int pid : pids) {
+        // The same name as stat's, which has it between parentheses.
+        if (!reader.readPid(pid, "comm", text) || text.empty() || text.back() != '\n') {
+            continue;
+        }
+        ProcfsProcess& p = s.processes.add();
+        p.pid = pid;
+        p.name.assign(text.substr(0, text.size() - 1));
+    }
+}
+
 void ProcfsSampler::readProcessDetails(ProcfsProcess& p)
 {
     std::string_view text;

@@ -145,6 +145,9 @@ public:
     void readSystem(ProcfsSample& sample, const ProcfsSample& previous);
     // Lists the processes and reads each stat.
     void readProcesses(ProcfsSample& sample);
+    // Lists the processes with their names only, from the kernel's cheaper
+    // comm files: enough for a listing of instances.
+    void listProcesses(ProcfsSample& sample);
     // Reads what process.need asks beyond stat.
     void readProcessDetails(ProcfsProcess& process);
     // Closes the files held open for later samples.

@@ -48,6 +48,7 @@ public:
                                   " 1 1 0 -1 4194560 " + std::to_string(minflt) + " 0 7 0 " + std::to_string(utime) + " " +
                                   std::to_string(stime) + " 0 0 20 -5 3 0 " + std::to_string(start) +
                                   " 8192000 25 18446744073709551615\n");
+        write(base + "/comm", name + "\n");
         write(base + "/status", "Name:\t" + name + "\nVmPeak:\t 9000 kB\nVmSize:\t 8000 kB\nVmHWM:\t 200 kB\nVmRSS:\t 100 kB\nVmData:\t 300 kB\nVmStk:\t 20 kB\nThreads:\t3\n");
         write(base + "/io", "rchar: " + std::to_string(rchar) + "\nwchar: 2000\nsyscr: 10\nsyscw: 20\n"
                             "read_bytes: 0\nwrite_bytes: 0\ncancelled_write_bytes: 0\n");
