@@ -495,7 +495,14 @@ PDH_STATUS ProcfsPdhProvider::enumObjectItemsW(LPCWSTR /*dataSource*/, LPCWSTR m
     for (std::size_t i = 0; i < o->counterCount; ++i) {
         counterNames.emplace_back(o->counters[i].name);
     }
-    if (o->hasInstances) {
+    // A call with buffers after a sizing call for the same object fills them
+    // from the listing that was measured: processes that came in between would
+    // otherwise outgrow the buffers, and the caller's two calls would fail.
+    const bool measured = counterList != nullptr && sizedObject == o;
+    sizedObject = nullptr;
+    if (o->hasInstances && measured) {
+        instanceNames.swap(sizedInstances);
+    } else if (o->hasInstances) {
         const ProcfsSample& s = listInstances(*o);
         const std::size_t count = procfsInstanceCount(*o, s);
         for (std::size_t i = 0; i < count; ++i) {
@@ -513,6 +520,8 @@ PDH_STATUS ProcfsPdhProvider::enumObjectItemsW(LPCWSTR /*dataSource*/, LPCWSTR m
     if (!counterRoom || !instanceRoom) {
         *counterListLength = static_cast<DWORD>(counterNeeded);
         *instanceListLength = static_cast<DWORD>(instanceNeeded);
+        sizedObject = o;
+        sizedInstances.swap(instanceNames);
         return status(PDH_MORE_DATA);
     }
     pdhWriteMultiString(counterNames, counterList, counterListLength);

@@ -77,4 +77,6 @@ private:
     std::vector<std::unique_ptr<Query>> queries;
     std::unordered_set<const void*> counters;
     std::vector<std::size_t> byName;  // process positions by name, rebuilt each collect
+    const ProcfsObjectDef* sizedObject = nullptr;  // of the last enumeration that answered "more data"
+    std::vector<std::wstring> sizedInstances;      // and the instances it measured
 };

@@ -438,6 +438,17 @@ TEST(ProcfsPdhProvider, ProcessesByNameAndNumber)
     EXPECT_EQ(6u, instances.size());
     EXPECT_EQ(17u, counterNames.size());
     EXPECT_EQ(0, pdh.provider.validatePathW(L"\\Process(late#1)\\ID Process"));
+    // One that comes between a sizing call and its filling call waits for the
+    // next listing instead of outgrowing the buffers.
+    DWORD cs = 0, is = 0;
+    ASSERT_EQ(static_cast<PDH_STATUS>(PDH_MORE_DATA),
+              pdh.provider.enumObjectItemsW(nullptr, nullptr, L"Process", nullptr, &cs, nullptr, &is, 400, 0));
+    root.process(80, "between", 1, 9300, 0, 0);
+    std::vector<wchar_t> cb(cs), ib(is);
+    ASSERT_EQ(0, pdh.provider.enumObjectItemsW(nullptr, nullptr, L"Process", cb.data(), &cs, ib.data(), &is, 400, 0));
+    EXPECT_EQ(6u, Pdh::walk(ib).size());
+    pdh.items(L"Process", counterNames, instances);
+    EXPECT_EQ(L"between", instances[5]);
     EXPECT_EQ(static_cast<PDH_STATUS>(PDH_CSTATUS_NO_INSTANCE),
               pdh.provider.validatePathW(L"\\Process(late#2)\\ID Process"));
 }
