@@ -177,6 +177,16 @@ TEST_F(PerfMonitorTest, ZerosAreDroppedFromEventsButKeptInTablesAndDefaultIndexT
     EXPECT_NE(text.find("index=Ö-index source=\"Perfmon:own\""), std::string::npos);
 }
 
+TEST_F(PerfMonitorTest, IntervalZeroSamplesOnceASecond)
+{
+    collection(L"zero", L"Disk", L"C", L"Reads", 0).interval = 0;
+    collection(L"fast", L"Disk", L"C", L"Reads", 0);
+    EXPECT_TRUE(runUntil([](const std::string& text) { return countOf(text, "Perfmon:fast") >= 8; }));
+    // Taken as it stands, a zero interval samples at once (and again); taken
+    // as a second, not before the other's first eight samples.
+    EXPECT_LE(countOf(written(), "Perfmon:zero"), 1u);
+}
+
 TEST_F(PerfMonitorTest, WildcardRunAddsALateInstanceOnceAndNotOneThatReturns)
 {
     collection(L"proc", L"Proc", L"*", L"Threads", 0);
