@@ -47,3 +47,15 @@ struct PdhCounterInfoText {
 // Fills info with type and text, or answers PDH_MORE_DATA. *bufferSize is in bytes.
 PDH_STATUS pdhWriteCounterInfo(const PdhCounterInfoText& text, DWORD type, LPDWORD bufferSize,
                                PPDH_COUNTER_INFO_W info);
+
+// The object a provider owns that a handle stands for, or nullptr.
+template <typename Owners>
+auto pdhFindOwned(const Owners& owned, const void* handle) -> decltype(owned.begin()->get())
+{
+    for (const auto& p : owned) {
+        if (p.get() == handle) {
+            return p.get();
+        }
+    }
+    return nullptr;
+}

@@ -375,12 +375,7 @@ bool ScriptedPdhProvider::injected(const char* function, const std::wstring& tar
 
 ScriptedPdhProvider::Query* ScriptedPdhProvider::findQuery(PDH_HQUERY handle) const
 {
-    for (const auto& q : queries) {
-        if (q.get() == handle) {
-            return q.get();
-        }
-    }
-    return nullptr;
+    return pdhFindOwned(queries, handle);
 }
 
 ScriptedPdhProvider::CounterHandle* ScriptedPdhProvider::findCounter(PDH_HCOUNTER handle) const

@@ -143,12 +143,7 @@ const ProcfsObjectDef* ProcfsPdhProvider::findObject(const std::wstring& name) c
 
 ProcfsPdhProvider::Query* ProcfsPdhProvider::findQuery(PDH_HQUERY handle) const
 {
-    for (const auto& q : queries) {
-        if (q.get() == handle) {
-            return q.get();
-        }
-    }
-    return nullptr;
+    return pdhFindOwned(queries, handle);
 }
 
 ProcfsPdhProvider::Counter* ProcfsPdhProvider::findCounter(PDH_HCOUNTER handle) const

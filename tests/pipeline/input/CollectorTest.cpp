@@ -10,6 +10,7 @@
 #include "pipeline/input/PerfmonCollect.h"
 #include "pipeline/input/PerfmonHelper.h"
 #include "pipeline/input/PeriodicDataCollector.h"
+#include "tests/pipeline/input/CountOf.h"
 
 namespace {
 
@@ -25,15 +26,6 @@ instance late | from 3
 instance blink | until 2
 instance blink | from 4
 )";
-
-size_t countOf(const std::string& text, const std::string& what)
-{
-    size_t n = 0;
-    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
-        ++n;
-    }
-    return n;
-}
 
 class CollectorTest : public ::testing::Test {
 protected:

@@ -18,6 +18,7 @@
 #include "pipeline/input/IResultOutput.h"
 #include "pipeline/input/PerfMonitor.h"
 #include "platform/Process.h"
+#include "tests/pipeline/input/CountOf.h"
 
 namespace {
 
@@ -33,15 +34,6 @@ instance late | from 3
 instance blink | until 2
 instance blink | from 4
 )";
-
-size_t countOf(const std::string& text, const std::string& what)
-{
-    size_t n = 0;
-    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
-        ++n;
-    }
-    return n;
-}
 
 // Stops the loop it runs on once the output satisfies done, or after about
 // five seconds (timedOut), so that no test can hang.
