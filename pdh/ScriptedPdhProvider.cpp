@@ -392,9 +392,13 @@ ScriptedPdhProvider::CounterHandle* ScriptedPdhProvider::findCounter(PDH_HCOUNTE
 
 const ScriptedPdhProvider::Instance* ScriptedPdhProvider::resolveInstance(const CounterHandle& counter) const
 {
+    // The n-th of the name among those present at the last collect, as the
+    // n-th of a name is among the instances that exist; before any collect,
+    // among all lines.
     DWORD seen = 0;
     for (const Instance& inst : counter.object->instances) {
-        if (pdhNameEquals(inst.name, counter.path.instance) && seen++ == counter.path.index) {
+        if (pdhNameEquals(inst.name, counter.path.instance) &&
+            (counter.lastCollect == 0 || inst.presentAt(counter.lastCollect)) && seen++ == counter.path.index) {
             return &inst;
         }
     }
@@ -784,7 +788,7 @@ PDH_STATUS ScriptedPdhProvider::validatePathW(LPCWSTR fullPath)
     if (o->hasInstances) {
         DWORD seen = 0;
         const bool found = std::any_of(o->instances.begin(), o->instances.end(), [&](const Instance& inst) {
-            return pdhNameEquals(inst.name, path.instance) && seen++ == path.index && inst.presentAt(collects);
+            return pdhNameEquals(inst.name, path.instance) && inst.presentAt(collects) && seen++ == path.index;
         });
         if (!found) {
             return status(PDH_CSTATUS_NO_INSTANCE);

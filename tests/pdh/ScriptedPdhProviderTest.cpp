@@ -219,6 +219,27 @@ TEST(ScriptedPdhProvider, AddAndReadSingleCounters)
     EXPECT_EQ(p->collectQueryData(r.query), st(PDH_INVALID_HANDLE));
 }
 
+TEST(ScriptedPdhProvider, AnInstanceThatReturnsUnderItsNameIsReadFromItsNewLine)
+{
+    auto p = load("object Proc\ncounter Threads | 1\ninstance blink | until 2\ninstance blink | from 3\n"
+                  "value Threads | blink#1 | 2\n");
+    ASSERT_NE(p, nullptr);
+    Reader r(*p);
+    const PDH_HCOUNTER c = r.add(L"\\Proc(blink)\\Threads");
+    double v = 0;
+    ASSERT_EQ(r.collect(), 0);
+    EXPECT_EQ(r.read(c, v), 0);
+    EXPECT_EQ(v, 1.0);
+    ASSERT_EQ(r.collect(), 0);
+    EXPECT_EQ(r.read(c, v), st(PDH_INVALID_DATA));  // gone
+    EXPECT_EQ(p->validatePathW(L"\\Proc(blink)\\Threads"), st(PDH_CSTATUS_NO_INSTANCE));
+    ASSERT_EQ(r.collect(), 0);
+    EXPECT_EQ(r.read(c, v), 0);  // back: the first blink there is
+    EXPECT_EQ(v, 2.0);
+    EXPECT_EQ(p->validatePathW(L"\\Proc(blink)\\Threads"), 0);
+    EXPECT_EQ(p->validatePathW(L"\\Proc(blink#1)\\Threads"), st(PDH_CSTATUS_NO_INSTANCE));
+}
+
 TEST(ScriptedPdhProvider, WildcardCountersReadAsArrays)
 {
     auto p = load(kScript);
