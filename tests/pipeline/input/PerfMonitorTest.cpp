@@ -188,6 +188,8 @@ TEST_F(PerfMonitorTest, WildcardRunAddsALateInstanceOnceAndNotOneThatReturns)
     const size_t ticks = countOf(text, "instance=init\n");
     // Listed from the third collect on, read from the fourth tick.
     EXPECT_EQ(countOf(text, "instance=late\n"), ticks - 3) << text;
+    // Present at the first collect, gone at the second and third, back from the fourth.
+    EXPECT_EQ(countOf(text, "instance=blink\n"), ticks - 2) << text;
     size_t late = 0;
     for (const auto& e : capture.entries()) {
         late += e.message.find("not originally present - \\Proc(late)\\Threads") != std::string::npos ? 1 : 0;
