@@ -5,11 +5,6 @@
 
 namespace {
 
-PDH_STATUS status(DWORD code)
-{
-    return static_cast<PDH_STATUS>(code);
-}
-
 wchar_t* copyText(wchar_t* to, const std::wstring& text)
 {
     std::memcpy(to, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
@@ -30,12 +25,12 @@ std::size_t pdhMultiStringLength(const std::vector<std::wstring>& names)
 PDH_STATUS pdhWriteMultiString(const std::vector<std::wstring>& names, LPWSTR list, LPDWORD length)
 {
     if (length == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     const std::size_t needed = pdhMultiStringLength(names);
     if (list == nullptr || *length < needed) {
         *length = static_cast<DWORD>(needed);
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     std::fill(list, list + *length, L'\0');
     wchar_t* p = list;
@@ -50,7 +45,7 @@ PDH_STATUS pdhWriteCounterArray(const PdhArrayItem* items, std::size_t count, LP
                                 LPDWORD itemCount, PPDH_FMT_COUNTERVALUE_ITEM_W buffer)
 {
     if (bufferSize == nullptr || itemCount == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     std::size_t needed = count * sizeof(PDH_FMT_COUNTERVALUE_ITEM_W);
     for (std::size_t i = 0; i < count; ++i) {
@@ -59,7 +54,7 @@ PDH_STATUS pdhWriteCounterArray(const PdhArrayItem* items, std::size_t count, LP
     *itemCount = static_cast<DWORD>(count);
     if (buffer == nullptr || *bufferSize < needed) {
         *bufferSize = static_cast<DWORD>(needed);
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     auto* text = reinterpret_cast<wchar_t*>(buffer + count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -76,7 +71,7 @@ PDH_STATUS pdhWriteCounterInfo(const PdhCounterInfoText& text, DWORD type, LPDWO
                                PPDH_COUNTER_INFO_W info)
 {
     if (bufferSize == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     const std::wstring* strings[] = {&text.fullPath, &text.machine, &text.object,
                                      &text.instance, &text.counter, &text.explain};
@@ -87,7 +82,7 @@ PDH_STATUS pdhWriteCounterInfo(const PdhCounterInfoText& text, DWORD type, LPDWO
     }
     if (info == nullptr || *bufferSize < needed) {
         *bufferSize = static_cast<DWORD>(needed);
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     std::memset(static_cast<void*>(info), 0, needed);
     info->dwLength = static_cast<DWORD>(needed);
@@ -102,5 +97,25 @@ PDH_STATUS pdhWriteCounterInfo(const PdhCounterInfoText& text, DWORD type, LPDWO
         }
     }
     *bufferSize = static_cast<DWORD>(needed);
+    return 0;
+}
+
+PDH_STATUS pdhBeginValueRead(bool found, bool rate, bool wildcard, DWORD format, LPDWORD type,
+                             PPDH_FMT_COUNTERVALUE value)
+{
+    if (!found) {
+        return pdhStatus(PDH_INVALID_HANDLE);
+    }
+    if (value == nullptr || (format & PDH_FMT_DOUBLE) == 0) {
+        return pdhStatus(PDH_INVALID_ARGUMENT);
+    }
+    if (type != nullptr) {
+        *type = rate ? PDH_TYPE_RATE : PDH_TYPE_RAW;
+    }
+    value->doubleValue = 0.0;
+    if (wildcard) {
+        value->CStatus = PDH_INVALID_ARGUMENT;
+        return pdhStatus(PDH_INVALID_ARGUMENT);
+    }
     return 0;
 }

@@ -11,6 +11,22 @@
 // PdhGetFormattedCounterArrayW and PdhGetCounterInfoW, each sized by the
 // two-call idiom (PDH_MORE_DATA with the size needed when the buffer is short).
 
+// A PDH status code as the functions answer it.
+inline PDH_STATUS pdhStatus(DWORD code)
+{
+    return static_cast<PDH_STATUS>(code);
+}
+
+// Counter types as PDH reports them: a per-second rate and a plain number.
+constexpr DWORD PDH_TYPE_RATE = 0x10410400;
+constexpr DWORD PDH_TYPE_RAW = 0x00010000;
+
+// The start of every provider's PdhGetFormattedCounterValue: an unknown
+// handle, a bad argument or a wildcard counter (read only as an array) answer
+// here, with type and value set as PDH sets them; 0 goes on to the read.
+PDH_STATUS pdhBeginValueRead(bool found, bool rate, bool wildcard, DWORD format, LPDWORD type,
+                             PPDH_FMT_COUNTERVALUE value);
+
 // Characters a list of names takes, both terminating zeros included; an empty
 // list still takes two.
 std::size_t pdhMultiStringLength(const std::vector<std::wstring>& names);

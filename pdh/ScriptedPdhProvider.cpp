@@ -14,9 +14,6 @@
 
 namespace {
 
-// Counter types as PDH reports them: a per-second rate and a plain number.
-constexpr DWORD TYPE_RATE = 0x10410400;
-constexpr DWORD TYPE_RAW = 0x00010000;
 
 constexpr const char* FUNCTIONS[] = {
     "PdhOpenQueryA",        "PdhCloseQuery",      "PdhAddCounterW",
@@ -25,11 +22,6 @@ constexpr const char* FUNCTIONS[] = {
     "PdhParseCounterPathW", "PdhValidatePathW",   "PdhGetCounterInfoW",
     "PdhBrowseCountersW",
 };
-
-PDH_STATUS status(DWORD code)
-{
-    return static_cast<PDH_STATUS>(code);
-}
 
 std::string trim(const std::string& s)
 {
@@ -366,7 +358,7 @@ bool ScriptedPdhProvider::injected(const char* function, const std::wstring& tar
     for (const Failure& f : failures) {
         if (f.function == function && (f.target.empty() || pdhNameEquals(f.target, target)) &&
             (f.at == 0 || f.at == at)) {
-            out = status(f.status);
+            out = pdhStatus(f.status);
             return true;
         }
     }
@@ -433,7 +425,7 @@ PDH_STATUS ScriptedPdhProvider::openQueryA(LPCSTR /*dataSource*/, DWORD_PTR /*us
         return s;
     }
     if (query == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     queries.push_back(std::make_unique<Query>());
     *query = queries.back().get();
@@ -449,7 +441,7 @@ PDH_STATUS ScriptedPdhProvider::closeQuery(PDH_HQUERY query)
     }
     const auto it = std::find_if(queries.begin(), queries.end(), [&](const auto& q) { return q.get() == query; });
     if (it == queries.end()) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     queries.erase(it);
     return 0;
@@ -461,10 +453,10 @@ PDH_STATUS ScriptedPdhProvider::addCounterW(PDH_HQUERY query, LPCWSTR fullCounte
     const std::lock_guard<std::mutex> lock(mutex);
     Query* q = findQuery(query);
     if (q == nullptr) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     if (fullCounterPath == nullptr || counter == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     auto c = std::make_unique<CounterHandle>();
     c->fullPath = fullCounterPath;
@@ -473,14 +465,14 @@ PDH_STATUS ScriptedPdhProvider::addCounterW(PDH_HQUERY query, LPCWSTR fullCounte
         return s;
     }
     if (!c->path.parse(c->fullPath, machine)) {
-        return status(PDH_CSTATUS_BAD_COUNTERNAME);
+        return pdhStatus(PDH_CSTATUS_BAD_COUNTERNAME);
     }
     if (!isLocalMachine(c->path.machine.c_str())) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     c->object = findObject(c->path.object);
     if (c->object == nullptr) {
-        return status(PDH_CSTATUS_NO_OBJECT);
+        return pdhStatus(PDH_CSTATUS_NO_OBJECT);
     }
     for (const Counter& known : c->object->counters) {
         if (pdhNameEquals(known.name, c->path.counter)) {
@@ -488,11 +480,11 @@ PDH_STATUS ScriptedPdhProvider::addCounterW(PDH_HQUERY query, LPCWSTR fullCounte
         }
     }
     if (c->counter == nullptr) {
-        return status(PDH_CSTATUS_NO_COUNTER);
+        return pdhStatus(PDH_CSTATUS_NO_COUNTER);
     }
     // A multi-instance object needs an instance; a single one takes none.
     if (c->path.hasInstance != c->object->hasInstances) {
-        return status(PDH_CSTATUS_NO_INSTANCE);
+        return pdhStatus(PDH_CSTATUS_NO_INSTANCE);
     }
     c->wildcard = c->path.instance.find(L'*') != std::wstring::npos;
     c->query = q;
@@ -506,7 +498,7 @@ PDH_STATUS ScriptedPdhProvider::collectQueryData(PDH_HQUERY query)
     const std::lock_guard<std::mutex> lock(mutex);
     Query* q = findQuery(query);
     if (q == nullptr) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     ++collects;
     PDH_STATUS s;
@@ -514,7 +506,7 @@ PDH_STATUS ScriptedPdhProvider::collectQueryData(PDH_HQUERY query)
         return s;
     }
     if (q->counters.empty()) {
-        return status(PDH_NO_DATA);
+        return pdhStatus(PDH_NO_DATA);
     }
     for (const auto& c : q->counters) {
         c->previousCollect = c->lastCollect;
@@ -528,19 +520,10 @@ PDH_STATUS ScriptedPdhProvider::getFormattedCounterValue(PDH_HCOUNTER counter, D
 {
     const std::lock_guard<std::mutex> lock(mutex);
     CounterHandle* c = findCounter(counter);
-    if (c == nullptr) {
-        return status(PDH_INVALID_HANDLE);
-    }
-    if (value == nullptr || (format & PDH_FMT_DOUBLE) == 0) {
-        return status(PDH_INVALID_ARGUMENT);
-    }
-    if (type != nullptr) {
-        *type = c->counter->rate ? TYPE_RATE : TYPE_RAW;
-    }
-    value->doubleValue = 0.0;
-    if (c->wildcard) {
-        value->CStatus = PDH_INVALID_ARGUMENT;
-        return status(PDH_INVALID_ARGUMENT);
+    const PDH_STATUS begun = pdhBeginValueRead(c != nullptr, c != nullptr && c->counter->rate, c != nullptr && c->wildcard,
+                                               format, type, value);
+    if (begun != 0) {
+        return begun;
     }
     const Instance* instance = c->object->hasInstances ? resolveInstance(*c) : nullptr;
     const auto present = [&](std::uint64_t collect) {
@@ -554,16 +537,16 @@ PDH_STATUS ScriptedPdhProvider::getFormattedCounterValue(PDH_HCOUNTER counter, D
     }
     if (c->lastCollect == 0) {
         value->CStatus = PDH_CSTATUS_INVALID_DATA;
-        return status(PDH_INVALID_DATA);
+        return pdhStatus(PDH_INVALID_DATA);
     }
     if (!present(c->lastCollect)) {
         value->CStatus = PDH_CSTATUS_NO_INSTANCE;
-        return status(PDH_INVALID_DATA);
+        return pdhStatus(PDH_INVALID_DATA);
     }
     // A rate needs two samples of the instance.
     if (c->counter->rate && (c->previousCollect == 0 || !present(c->previousCollect))) {
         value->CStatus = PDH_CSTATUS_INVALID_DATA;
-        return status(PDH_INVALID_DATA);
+        return pdhStatus(PDH_INVALID_DATA);
     }
     value->CStatus = PDH_CSTATUS_VALID_DATA;
     value->doubleValue = valueOf(*c, instance, c->lastCollect);
@@ -576,17 +559,17 @@ PDH_STATUS ScriptedPdhProvider::getFormattedCounterArrayW(PDH_HCOUNTER counter, 
     const std::lock_guard<std::mutex> lock(mutex);
     CounterHandle* c = findCounter(counter);
     if (c == nullptr) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     if (bufferSize == nullptr || itemCount == nullptr || (format & PDH_FMT_DOUBLE) == 0) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     PDH_STATUS s;
     if (injected("PdhGetFormattedCounterArrayW", c->fullPath, c->lastCollect, s)) {
         return s;
     }
     if (c->lastCollect == 0 || (c->counter->rate && c->previousCollect == 0)) {
-        return status(PDH_INVALID_DATA);
+        return pdhStatus(PDH_INVALID_DATA);
     }
     struct Item {
         const Instance* instance;
@@ -606,7 +589,7 @@ PDH_STATUS ScriptedPdhProvider::getFormattedCounterArrayW(PDH_HCOUNTER counter, 
         }
     }
     if (found.empty()) {
-        return status(PDH_NO_DATA);
+        return pdhStatus(PDH_NO_DATA);
     }
     std::size_t needed = found.size() * sizeof(PDH_FMT_COUNTERVALUE_ITEM_W);
     for (const Item& item : found) {
@@ -615,7 +598,7 @@ PDH_STATUS ScriptedPdhProvider::getFormattedCounterArrayW(PDH_HCOUNTER counter, 
     *itemCount = static_cast<DWORD>(found.size());
     if (items == nullptr || *bufferSize < needed) {
         *bufferSize = static_cast<DWORD>(needed);
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     auto* text = reinterpret_cast<wchar_t*>(items + found.size());
     for (std::size_t i = 0; i < found.size(); ++i) {
@@ -645,10 +628,10 @@ PDH_STATUS ScriptedPdhProvider::enumObjectsW(LPCWSTR /*dataSource*/, LPCWSTR mac
         return s;
     }
     if (bufferSize == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     if (!isLocalMachine(machineName)) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     std::vector<std::wstring> names;
     for (const Object& o : objects) {
@@ -657,7 +640,7 @@ PDH_STATUS ScriptedPdhProvider::enumObjectsW(LPCWSTR /*dataSource*/, LPCWSTR mac
     const std::size_t needed = multiStringLength(names);
     if (objectList == nullptr || *bufferSize < needed) {
         *bufferSize = static_cast<DWORD>(needed);
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     writeMultiString(names, objectList, *bufferSize);
     *bufferSize = static_cast<DWORD>(needed);
@@ -673,7 +656,7 @@ PDH_STATUS ScriptedPdhProvider::enumObjectsA(LPCSTR /*dataSource*/, LPCSTR machi
         return s;
     }
     if (machineName != nullptr && !isLocalMachine(widen(machineName).c_str())) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     std::vector<std::string> names;
     for (const Object& o : objects) {
@@ -685,7 +668,7 @@ PDH_STATUS ScriptedPdhProvider::enumObjectsA(LPCSTR /*dataSource*/, LPCSTR machi
         if (bufferSize != nullptr) {
             *bufferSize = static_cast<DWORD>(needed);
         }
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     writeMultiString(names, objectList, *bufferSize);
     *bufferSize = static_cast<DWORD>(needed);
@@ -698,18 +681,18 @@ PDH_STATUS ScriptedPdhProvider::enumObjectItemsW(LPCWSTR /*dataSource*/, LPCWSTR
 {
     const std::lock_guard<std::mutex> lock(mutex);
     if (objectName == nullptr || counterListLength == nullptr || instanceListLength == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     PDH_STATUS s;
     if (injected("PdhEnumObjectItemsW", objectName, collects, s)) {
         return s;
     }
     if (!isLocalMachine(machineName)) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     const Object* o = findObject(objectName);
     if (o == nullptr) {
-        return status(PDH_CSTATUS_NO_OBJECT);
+        return pdhStatus(PDH_CSTATUS_NO_OBJECT);
     }
     std::vector<std::wstring> counters, instances;
     for (const Counter& c : o->counters) {
@@ -728,7 +711,7 @@ PDH_STATUS ScriptedPdhProvider::enumObjectItemsW(LPCWSTR /*dataSource*/, LPCWSTR
     if (!counterRoom || !instanceRoom) {
         *counterListLength = static_cast<DWORD>(counterNeeded);
         *instanceListLength = static_cast<DWORD>(instanceNeeded);
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     writeMultiString(counters, counterList, *counterListLength);
     if (instanceList != nullptr && *instanceListLength > 0) {
@@ -744,7 +727,7 @@ PDH_STATUS ScriptedPdhProvider::parseCounterPathW(LPCWSTR fullPath, PPDH_COUNTER
 {
     const std::lock_guard<std::mutex> lock(mutex);
     if (fullPath == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     PDH_STATUS s;
     if (injected("PdhParseCounterPathW", fullPath, collects, s)) {
@@ -752,7 +735,7 @@ PDH_STATUS ScriptedPdhProvider::parseCounterPathW(LPCWSTR fullPath, PPDH_COUNTER
     }
     PdhCounterPath path;
     if (!path.parse(fullPath, machine)) {
-        return status(PDH_INVALID_PATH);
+        return pdhStatus(PDH_INVALID_PATH);
     }
     return path.toElements(elements, bufferSize);
 }
@@ -761,7 +744,7 @@ PDH_STATUS ScriptedPdhProvider::validatePathW(LPCWSTR fullPath)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     if (fullPath == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     PDH_STATUS s;
     if (injected("PdhValidatePathW", fullPath, collects, s)) {
@@ -769,21 +752,21 @@ PDH_STATUS ScriptedPdhProvider::validatePathW(LPCWSTR fullPath)
     }
     PdhCounterPath path;
     if (!path.parse(fullPath, machine)) {
-        return status(PDH_CSTATUS_BAD_COUNTERNAME);
+        return pdhStatus(PDH_CSTATUS_BAD_COUNTERNAME);
     }
     if (!isLocalMachine(path.machine.c_str())) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     const Object* o = findObject(path.object);
     if (o == nullptr) {
-        return status(PDH_CSTATUS_NO_OBJECT);
+        return pdhStatus(PDH_CSTATUS_NO_OBJECT);
     }
     if (std::none_of(o->counters.begin(), o->counters.end(),
                      [&](const Counter& c) { return pdhNameEquals(c.name, path.counter); })) {
-        return status(PDH_CSTATUS_NO_COUNTER);
+        return pdhStatus(PDH_CSTATUS_NO_COUNTER);
     }
     if (path.hasInstance != o->hasInstances) {
-        return status(PDH_CSTATUS_NO_INSTANCE);
+        return pdhStatus(PDH_CSTATUS_NO_INSTANCE);
     }
     if (o->hasInstances) {
         DWORD seen = 0;
@@ -791,7 +774,7 @@ PDH_STATUS ScriptedPdhProvider::validatePathW(LPCWSTR fullPath)
             return pdhNameEquals(inst.name, path.instance) && inst.presentAt(collects) && seen++ == path.index;
         });
         if (!found) {
-            return status(PDH_CSTATUS_NO_INSTANCE);
+            return pdhStatus(PDH_CSTATUS_NO_INSTANCE);
         }
     }
     return 0;
@@ -803,10 +786,10 @@ PDH_STATUS ScriptedPdhProvider::getCounterInfoW(PDH_HCOUNTER counter, BOOLEAN re
     const std::lock_guard<std::mutex> lock(mutex);
     CounterHandle* c = findCounter(counter);
     if (c == nullptr) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     if (bufferSize == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     PDH_STATUS s;
     if (injected("PdhGetCounterInfoW", c->fullPath, collects, s)) {
@@ -821,7 +804,7 @@ PDH_STATUS ScriptedPdhProvider::getCounterInfoW(PDH_HCOUNTER counter, BOOLEAN re
     text.counter = c->path.counter;
     text.hasExplain = retrieveExplainText != 0;
     text.explain = c->counter->explain;
-    return pdhWriteCounterInfo(text, c->counter->rate ? TYPE_RATE : TYPE_RAW, bufferSize, info);
+    return pdhWriteCounterInfo(text, c->counter->rate ? PDH_TYPE_RATE : PDH_TYPE_RAW, bufferSize, info);
 }
 
 PDH_STATUS ScriptedPdhProvider::browseCountersW(PPDH_BROWSE_DLG_CONFIG_W /*config*/)
@@ -832,5 +815,5 @@ PDH_STATUS ScriptedPdhProvider::browseCountersW(PPDH_BROWSE_DLG_CONFIG_W /*confi
     if (injected("PdhBrowseCountersW", std::wstring(), collects, s)) {
         return s;
     }
-    return status(PDH_DIALOG_CANCELLED);
+    return pdhStatus(PDH_DIALOG_CANCELLED);
 }

@@ -10,16 +10,8 @@
 
 namespace {
 
-// Counter types as PDH reports them: a per-second rate and a plain number.
-constexpr DWORD TYPE_RATE = 0x10410400;
-constexpr DWORD TYPE_RAW = 0x00010000;
 
 const std::string TOTAL = "_Total";
-
-PDH_STATUS status(DWORD code)
-{
-    return static_cast<PDH_STATUS>(code);
-}
 
 char lower(char c)
 {
@@ -155,14 +147,14 @@ PDH_STATUS ProcfsPdhProvider::resolve(const std::wstring& fullPath, Counter& c) 
 {
     c.fullPath = fullPath;
     if (!c.path.parse(fullPath, options.machine)) {
-        return status(PDH_CSTATUS_BAD_COUNTERNAME);
+        return pdhStatus(PDH_CSTATUS_BAD_COUNTERNAME);
     }
     if (!isLocalMachine(c.path.machine)) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     c.object = findObject(c.path.object);
     if (c.object == nullptr) {
-        return status(PDH_CSTATUS_NO_OBJECT);
+        return pdhStatus(PDH_CSTATUS_NO_OBJECT);
     }
     c.index = c.object->counterCount;
     for (std::size_t i = 0; i < c.object->counterCount; ++i) {
@@ -171,11 +163,11 @@ PDH_STATUS ProcfsPdhProvider::resolve(const std::wstring& fullPath, Counter& c) 
         }
     }
     if (c.index == c.object->counterCount) {
-        return status(PDH_CSTATUS_NO_COUNTER);
+        return pdhStatus(PDH_CSTATUS_NO_COUNTER);
     }
     // An object with instances needs one; one without takes none.
     if (c.path.hasInstance != c.object->hasInstances) {
-        return status(PDH_CSTATUS_NO_INSTANCE);
+        return pdhStatus(PDH_CSTATUS_NO_INSTANCE);
     }
     if (c.path.hasInstance) {
         c.instance = instanceText(fullPath, c.path);
@@ -200,7 +192,7 @@ const ProcfsSample& ProcfsPdhProvider::listInstances(const ProcfsObjectDef& obje
 PDH_STATUS ProcfsPdhProvider::openQueryA(LPCSTR /*dataSource*/, DWORD_PTR /*userData*/, PDH_HQUERY* query)
 {
     if (query == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     queries.push_back(std::make_unique<Query>());
     *query = queries.back().get();
@@ -211,7 +203,7 @@ PDH_STATUS ProcfsPdhProvider::closeQuery(PDH_HQUERY query)
 {
     const auto it = std::find_if(queries.begin(), queries.end(), [&](const auto& q) { return q.get() == query; });
     if (it == queries.end()) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     for (const auto& c : (*it)->counters) {
         counters.erase(c.get());
@@ -228,10 +220,10 @@ PDH_STATUS ProcfsPdhProvider::addCounterW(PDH_HQUERY query, LPCWSTR fullCounterP
 {
     Query* q = findQuery(query);
     if (q == nullptr) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     if (fullCounterPath == nullptr || counter == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     auto c = std::make_unique<Counter>();
     const PDH_STATUS s = resolve(fullCounterPath, *c);
@@ -252,7 +244,6 @@ void ProcfsPdhProvider::markProcessNeeds(Query& q, ProcfsSample& s)
     // Positions of the processes by name, each name's in ascending pid: the
     // n-th of a name is found without a walk over every process, which a
     // collection of every process by name would do once per counter.
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
     const auto nameLess = [&](const std::string& a, const std::string& b) {
         return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
                                             [&](char x, char y) { return lower(x) < lower(y); });
@@ -307,10 +298,10 @@ PDH_STATUS ProcfsPdhProvider::collectQueryData(PDH_HQUERY query)
 {
     Query* q = findQuery(query);
     if (q == nullptr) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     if (q->counters.empty()) {
-        return status(PDH_NO_DATA);
+        return pdhStatus(PDH_NO_DATA);
     }
     ++q->collects;
     ProcfsSample& s = q->samples[q->collects % 2];
@@ -327,25 +318,16 @@ PDH_STATUS ProcfsPdhProvider::getFormattedCounterValue(PDH_HCOUNTER counter, DWO
                                                        PPDH_FMT_COUNTERVALUE value)
 {
     Counter* c = findCounter(counter);
-    if (c == nullptr) {
-        return status(PDH_INVALID_HANDLE);
-    }
-    if (value == nullptr || (format & PDH_FMT_DOUBLE) == 0) {
-        return status(PDH_INVALID_ARGUMENT);
-    }
-    if (type != nullptr) {
-        *type = c->def().rate ? TYPE_RATE : TYPE_RAW;
-    }
-    value->doubleValue = 0.0;
-    if (c->wildcard) {
-        value->CStatus = PDH_INVALID_ARGUMENT;
-        return status(PDH_INVALID_ARGUMENT);
+    const PDH_STATUS begun = pdhBeginValueRead(c != nullptr, c != nullptr && c->def().rate, c != nullptr && c->wildcard,
+                                               format, type, value);
+    if (begun != 0) {
+        return begun;
     }
     const Query& q = *c->query;
     const std::uint64_t samples = q.collects - c->addedAt;
     if (samples == 0 || (c->def().rate && samples < 2)) {
         value->CStatus = PDH_CSTATUS_INVALID_DATA;
-        return status(PDH_INVALID_DATA);
+        return pdhStatus(PDH_INVALID_DATA);
     }
     double v = 0;
     switch (procfsValue(*c->object, c->index, c->ref, q.current(), q.previous(), context, v)) {
@@ -355,12 +337,12 @@ PDH_STATUS ProcfsPdhProvider::getFormattedCounterValue(PDH_HCOUNTER counter, DWO
         return 0;
     case ProcfsResult::NoInstance:
         value->CStatus = PDH_CSTATUS_NO_INSTANCE;
-        return status(PDH_INVALID_DATA);
+        return pdhStatus(PDH_INVALID_DATA);
     case ProcfsResult::Invalid:
         break;
     }
     value->CStatus = PDH_CSTATUS_INVALID_DATA;
-    return status(PDH_INVALID_DATA);
+    return pdhStatus(PDH_INVALID_DATA);
 }
 
 void ProcfsPdhProvider::fillItems(Counter& c)
@@ -408,14 +390,14 @@ PDH_STATUS ProcfsPdhProvider::getFormattedCounterArrayW(PDH_HCOUNTER counter, DW
 {
     Counter* c = findCounter(counter);
     if (c == nullptr) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     if (bufferSize == nullptr || itemCount == nullptr || (format & PDH_FMT_DOUBLE) == 0) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     const std::uint64_t samples = c->query->collects - c->addedAt;
     if (samples == 0 || (c->def().rate && samples < 2)) {
-        return status(PDH_INVALID_DATA);
+        return pdhStatus(PDH_INVALID_DATA);
     }
     // Worked out once a collect: the sizing call and the reading call see the same items.
     if (c->itemsAt != c->query->collects + 1) {
@@ -423,7 +405,7 @@ PDH_STATUS ProcfsPdhProvider::getFormattedCounterArrayW(PDH_HCOUNTER counter, DW
         c->itemsAt = c->query->collects + 1;
     }
     if (c->itemCount == 0) {
-        return status(PDH_NO_DATA);
+        return pdhStatus(PDH_NO_DATA);
     }
     return pdhWriteCounterArray(c->items.data(), c->itemCount, bufferSize, itemCount, items);
 }
@@ -432,10 +414,10 @@ PDH_STATUS ProcfsPdhProvider::enumObjectsW(LPCWSTR /*dataSource*/, LPCWSTR machi
                                            LPDWORD bufferSize, DWORD /*detailLevel*/, WINBOOL /*refresh*/)
 {
     if (bufferSize == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     if (machineName != nullptr && !isLocalMachine(machineName)) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     std::size_t count = 0;
     const ProcfsObjectDef* objects = procfsObjects(count);
@@ -450,7 +432,7 @@ PDH_STATUS ProcfsPdhProvider::enumObjectsA(LPCSTR /*dataSource*/, LPCSTR machine
                                            LPDWORD bufferSize, DWORD /*detailLevel*/, WINBOOL /*refresh*/)
 {
     if (machineName != nullptr && !isLocalMachine(widen(machineName))) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     std::size_t count = 0;
     const ProcfsObjectDef* objects = procfsObjects(count);
@@ -465,7 +447,7 @@ PDH_STATUS ProcfsPdhProvider::enumObjectsA(LPCSTR /*dataSource*/, LPCSTR machine
         if (bufferSize != nullptr) {
             *bufferSize = static_cast<DWORD>(list.size());
         }
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     std::memcpy(objectList, list.data(), list.size());
     *bufferSize = static_cast<DWORD>(list.size());
@@ -477,14 +459,14 @@ PDH_STATUS ProcfsPdhProvider::enumObjectItemsW(LPCWSTR /*dataSource*/, LPCWSTR m
                                                LPDWORD instanceListLength, DWORD /*detailLevel*/, DWORD /*flags*/)
 {
     if (objectName == nullptr || counterListLength == nullptr || instanceListLength == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     if (machineName != nullptr && !isLocalMachine(machineName)) {
-        return status(PDH_CSTATUS_NO_MACHINE);
+        return pdhStatus(PDH_CSTATUS_NO_MACHINE);
     }
     const ProcfsObjectDef* o = findObject(objectName);
     if (o == nullptr) {
-        return status(PDH_CSTATUS_NO_OBJECT);
+        return pdhStatus(PDH_CSTATUS_NO_OBJECT);
     }
     std::vector<std::wstring> counterNames, instanceNames;
     for (std::size_t i = 0; i < o->counterCount; ++i) {
@@ -517,7 +499,7 @@ PDH_STATUS ProcfsPdhProvider::enumObjectItemsW(LPCWSTR /*dataSource*/, LPCWSTR m
         *instanceListLength = static_cast<DWORD>(instanceNeeded);
         sizedObject = o;
         sizedInstances.swap(instanceNames);
-        return status(PDH_MORE_DATA);
+        return pdhStatus(PDH_MORE_DATA);
     }
     pdhWriteMultiString(counterNames, counterList, counterListLength);
     if (instanceNeeded != 0) {
@@ -532,11 +514,11 @@ PDH_STATUS ProcfsPdhProvider::parseCounterPathW(LPCWSTR fullPath, PPDH_COUNTER_P
                                                 LPDWORD bufferSize, DWORD /*flags*/)
 {
     if (fullPath == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     PdhCounterPath path;
     if (!path.parse(fullPath, options.machine)) {
-        return status(PDH_INVALID_PATH);
+        return pdhStatus(PDH_INVALID_PATH);
     }
     return path.toElements(elements, bufferSize);
 }
@@ -544,7 +526,7 @@ PDH_STATUS ProcfsPdhProvider::parseCounterPathW(LPCWSTR fullPath, PPDH_COUNTER_P
 PDH_STATUS ProcfsPdhProvider::validatePathW(LPCWSTR fullPath)
 {
     if (fullPath == nullptr) {
-        return status(PDH_INVALID_ARGUMENT);
+        return pdhStatus(PDH_INVALID_ARGUMENT);
     }
     Counter c;
     const PDH_STATUS s = resolve(fullPath, c);
@@ -559,7 +541,7 @@ PDH_STATUS ProcfsPdhProvider::validatePathW(LPCWSTR fullPath)
             return 0;
         }
     }
-    return status(PDH_CSTATUS_NO_INSTANCE);
+    return pdhStatus(PDH_CSTATUS_NO_INSTANCE);
 }
 
 PDH_STATUS ProcfsPdhProvider::getCounterInfoW(PDH_HCOUNTER counter, BOOLEAN retrieveExplainText, LPDWORD bufferSize,
@@ -567,7 +549,7 @@ PDH_STATUS ProcfsPdhProvider::getCounterInfoW(PDH_HCOUNTER counter, BOOLEAN retr
 {
     Counter* c = findCounter(counter);
     if (c == nullptr) {
-        return status(PDH_INVALID_HANDLE);
+        return pdhStatus(PDH_INVALID_HANDLE);
     }
     PdhCounterInfoText text;
     text.fullPath = c->fullPath;
@@ -581,11 +563,11 @@ PDH_STATUS ProcfsPdhProvider::getCounterInfoW(PDH_HCOUNTER counter, BOOLEAN retr
     text.counter = c->def().name;
     text.hasExplain = retrieveExplainText != 0;
     text.explain = c->def().explain;
-    return pdhWriteCounterInfo(text, c->def().rate ? TYPE_RATE : TYPE_RAW, bufferSize, info);
+    return pdhWriteCounterInfo(text, c->def().rate ? PDH_TYPE_RATE : PDH_TYPE_RAW, bufferSize, info);
 }
 
 PDH_STATUS ProcfsPdhProvider::browseCountersW(PPDH_BROWSE_DLG_CONFIG_W /*config*/)
 {
     // There is no dialog to show: the person always cancels.
-    return status(PDH_DIALOG_CANCELLED);
+    return pdhStatus(PDH_DIALOG_CANCELLED);
 }
