@@ -28,9 +28,16 @@ bool isNoSuchProcessError(std::uint32_t error) noexcept;
 class ProcessWatch {
 public:
   ProcessWatch() = default;
-  ~ProcessWatch();
-  ProcessWatch(ProcessWatch&& other) noexcept;
-  ProcessWatch& operator=(ProcessWatch&& other) noexcept;
+  ~ProcessWatch() { close(); }
+  ProcessWatch(ProcessWatch&& other) noexcept : handle_(other.handle_) { other.handle_ = INVALID; }
+  ProcessWatch& operator=(ProcessWatch&& other) noexcept {
+    if (this != &other) {
+      close();
+      handle_ = other.handle_;
+      other.handle_ = INVALID;
+    }
+    return *this;
+  }
   ProcessWatch(const ProcessWatch&) = delete;
   ProcessWatch& operator=(const ProcessWatch&) = delete;
 

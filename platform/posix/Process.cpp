@@ -64,19 +64,6 @@ std::vector<std::wstring> commandLineArguments(int argc, char** argv) {
 
 bool isNoSuchProcessError(std::uint32_t error) noexcept { return error == ESRCH || error == EINVAL; }
 
-ProcessWatch::~ProcessWatch() { close(); }
-
-ProcessWatch::ProcessWatch(ProcessWatch&& other) noexcept : handle_(other.handle_) { other.handle_ = INVALID; }
-
-ProcessWatch& ProcessWatch::operator=(ProcessWatch&& other) noexcept {
-  if (this != &other) {
-    close();
-    handle_ = other.handle_;
-    other.handle_ = INVALID;
-  }
-  return *this;
-}
-
 bool ProcessWatch::open(std::uint32_t pid) {
   close();
   // A pid that doesn't fit pid_t can't name a process.

@@ -54,19 +54,6 @@ bool isNoSuchProcessError(std::uint32_t error) noexcept {
   return error == ERROR_INVALID_PARAMETER || error == ERROR_PATH_NOT_FOUND;
 }
 
-ProcessWatch::~ProcessWatch() { close(); }
-
-ProcessWatch::ProcessWatch(ProcessWatch&& other) noexcept : handle_(other.handle_) { other.handle_ = INVALID; }
-
-ProcessWatch& ProcessWatch::operator=(ProcessWatch&& other) noexcept {
-  if (this != &other) {
-    close();
-    handle_ = other.handle_;
-    other.handle_ = INVALID;
-  }
-  return *this;
-}
-
 bool ProcessWatch::open(std::uint32_t pid) {
   close();
   HANDLE h = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, pid);
