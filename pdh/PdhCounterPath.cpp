@@ -40,26 +40,7 @@ bool pdhNameEquals(const std::wstring& a, const std::wstring& b)
 
 bool pdhNameMatches(const std::wstring& pattern, const std::wstring& name)
 {
-    // Greedy glob with one backtrack point, enough for "*" alone.
-    std::size_t p = 0, n = 0, star = std::wstring::npos, mark = 0;
-    while (n < name.size()) {
-        if (p < pattern.size() && pattern[p] == L'*') {
-            star = p++;
-            mark = n;
-        } else if (p < pattern.size() && fold(pattern[p]) == fold(name[n])) {
-            ++p;
-            ++n;
-        } else if (star != std::wstring::npos) {
-            p = star + 1;
-            n = ++mark;
-        } else {
-            return false;
-        }
-    }
-    while (p < pattern.size() && pattern[p] == L'*') {
-        ++p;
-    }
-    return p == pattern.size();
+    return pdhGlobMatches(pattern, name, fold);
 }
 
 bool PdhCounterPath::parse(const std::wstring& path, const std::wstring& defaultMachine)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "pdh/PdhApi.h"
@@ -31,3 +32,29 @@ struct PdhCounterPath {
 bool pdhNameEquals(const std::wstring& a, const std::wstring& b);
 // Matches a name against a pattern in which "*" stands for any run of characters.
 bool pdhNameMatches(const std::wstring& pattern, const std::wstring& name);
+
+// Whether name matches pattern, where "*" stands for any run of characters and
+// the rest are compared through fold. Greedy, with one point to go back to.
+template <typename Text, typename Fold>
+bool pdhGlobMatches(const Text& pattern, const Text& name, Fold fold)
+{
+    std::size_t p = 0, n = 0, star = Text::npos, mark = 0;
+    while (n < name.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            mark = n;
+        } else if (p < pattern.size() && fold(pattern[p]) == fold(name[n])) {
+            ++p;
+            ++n;
+        } else if (star != Text::npos) {
+            p = star + 1;
+            n = ++mark;
+        } else {
+            return false;
+        }
+    }
+    while (p < pattern.size() && pattern[p] == '*') {
+        ++p;
+    }
+    return p == pattern.size();
+}

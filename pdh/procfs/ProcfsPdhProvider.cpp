@@ -21,25 +21,7 @@ char lower(char c)
 // "*" for any run of characters; the rest compared without regard to ASCII case.
 bool globMatches(const std::string& pattern, const std::string& name)
 {
-    std::size_t p = 0, n = 0, star = std::string::npos, mark = 0;
-    while (n < name.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            mark = n;
-        } else if (p < pattern.size() && lower(pattern[p]) == lower(name[n])) {
-            ++p;
-            ++n;
-        } else if (star != std::string::npos) {
-            p = star + 1;
-            n = ++mark;
-        } else {
-            return false;
-        }
-    }
-    while (p < pattern.size() && pattern[p] == '*') {
-        ++p;
-    }
-    return p == pattern.size();
+    return pdhGlobMatches(pattern, name, lower);
 }
 
 std::wstring widen(const std::string& s)
