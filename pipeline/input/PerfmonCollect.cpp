@@ -55,12 +55,12 @@ bool readArray(const CounterEntry& copy, IResultOutput& output, const Str& times
         // Every item goes out under the configured instance, unfiltered, with
         // empty counter and index: the long-standing form of these events.
         CounterEntry item;
+        item.collection = copy.collection;
+        item.category = copy.category;
+        item.mode = copy.mode;
+        item.object = copy.object;
+        item.instance = copy.instance;
         for (DWORD i = 0; i < count; ++i) {
-            item.collection = copy.collection;
-            item.category = copy.category;
-            item.mode = copy.mode;
-            item.object = copy.object;
-            item.instance = copy.instance;
             item.handle = reinterpret_cast<PDH_HCOUNTER>(items[i].szName);
             output.addResult(item, &items[i].FmtValue.doubleValue, timestamp);
             if (debugging()) {
